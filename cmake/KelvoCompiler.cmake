@@ -1,0 +1,39 @@
+# How everything is compiled. One interface target, linked by every target of ours.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+find_program(KELVO_CCACHE ccache)
+if(KELVO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${KELVO_CCACHE}")
+endif()
+
+add_library(kelvo_compiler INTERFACE)
+target_include_directories(kelvo_compiler INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(kelvo_compiler INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  # Every operation is rounded by itself, so that results are the same on every processor.
+  -ffp-contract=off)
+if(KELVO_WERROR)
+  target_compile_options(kelvo_compiler INTERFACE -Werror)
+endif()
+if(KELVO_SANITIZE)
+  # vptr checks need typeinfo from a module that is loaded at run time.
+  target_compile_options(kelvo_compiler INTERFACE
+    -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  target_link_options(kelvo_compiler INTERFACE -fsanitize=address,undefined)
+endif()
+if(KELVO_COVERAGE)
+  target_compile_options(kelvo_compiler INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(kelvo_compiler INTERFACE --coverage)
+endif()
+if(KELVO_FUZZ)
+  target_compile_options(kelvo_compiler INTERFACE -fsanitize=fuzzer-no-link)
+endif()

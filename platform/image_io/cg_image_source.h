@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/foundation/ns_url.h"
+#include "platform/image_io/codec.h"
+
+namespace kelvo {
+
+// An image file opened for reading.
+class CGImageSource {
+ public:
+  CGImageSource(std::string path, FileBytes file, const Codec& codec,
+                std::unique_ptr<const CodecSource> source);
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+  [[nodiscard]] const Codec& codec() const { return *codec_; }
+  [[nodiscard]] const CodecSource& frames() const { return *source_; }
+
+ private:
+  std::string path_;
+  FileBytes file_;
+  const Codec* codec_;
+  std::unique_ptr<const CodecSource> source_;
+};
+using CGImageSourceRef = std::shared_ptr<const CGImageSource>;
+
+// Errors: not a readable regular file, no known format, a header that makes no sense or asks for
+// more than the limits allow.
+Result<CGImageSourceRef> CGImageSourceCreateWithURL(const NSURL& url, const Limits& limits = {});
+
+std::string_view CGImageSourceGetType(const CGImageSource& source);
+SourceStatus CGImageSourceGetStatus(const CGImageSource& source);
+std::size_t CGImageSourceGetCount(const CGImageSource& source);
+Result<CGImage> CGImageSourceCreateImageAtIndex(const CGImageSource& source, std::size_t frame);
+Result<FramePropertiesRef> CGImageSourceCopyPropertiesAtIndex(const CGImageSource& source,
+                                                              std::size_t frame);
+
+}  // namespace kelvo
