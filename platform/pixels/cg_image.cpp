@@ -11,7 +11,8 @@ class MemoryRows final : public RowSource {
   MemoryRows(std::shared_ptr<const std::vector<std::byte>> pixels) : pixels_(std::move(pixels)) {}
 
   Result<void> read(std::span<std::byte> pixels, std::uint32_t) override {
-    if (pixels.size() > pixels_->size() - position_) return Error{"rows past the end of the picture"};
+    if (pixels.size() > pixels_->size() - position_)
+      return Error{"rows past the end of the picture"};
     if (!pixels.empty()) std::memcpy(pixels.data(), pixels_->data() + position_, pixels.size());
     position_ += pixels.size();
     return {};
@@ -24,13 +25,9 @@ class MemoryRows final : public RowSource {
 
 }  // namespace
 
-CGColorSpaceRef CGColorSpaceCreateDeviceRGB() {
-  return std::make_shared<const CGColorSpace>();
-}
+CGColorSpaceRef CGColorSpaceCreateDeviceRGB() { return std::make_shared<const CGColorSpace>(); }
 
-const CGColorSpaceRef& CGImageGetColorSpace(const CGImage& image) {
-  return image.colorSpace;
-}
+const CGColorSpaceRef& CGImageGetColorSpace(const CGImage& image) { return image.colorSpace; }
 
 Result<CGImage> CGImageCreateCopyWithColorSpace(const CGImage& image, CGColorSpaceRef space) {
   if (image.colorSpace && space && image.colorSpace->model != space->model) {
@@ -57,7 +54,8 @@ CGImage CGImageCreateWithPixels(std::uint32_t width, std::uint32_t height, Pixel
 Result<std::vector<std::byte>> readAllPixels(const CGImage& image) {
   auto rows = image.openRows();
   if (!rows) return std::move(rows).error();
-  std::vector<std::byte> pixels(std::size_t{image.width} * image.height * image.layout.pixelBytes());
+  std::vector<std::byte> pixels(std::size_t{image.width} * image.height *
+                                image.layout.pixelBytes());
   auto read = (*rows)->read(pixels, image.height);
   if (!read) return std::move(read).error();
   return pixels;

@@ -11,12 +11,13 @@ enum class SampleType : std::uint8_t { u8, u16, f32 };
 
 // How colour and alpha are stored together.
 enum class AlphaInfo : std::uint8_t {
-  none,                // no alpha sample: opaque
-  last,                // straight colour, alpha after it
-  premultipliedLast,   // colour multiplied by alpha, alpha after it
+  none,               // no alpha sample: opaque
+  last,               // straight colour, alpha after it
+  premultipliedLast,  // colour multiplied by alpha, alpha after it
 };
 
-// Interleaved samples of one pixel, in the order gray | r g b | c m y k, then alpha if there is one.
+// Interleaved samples of one pixel, in the order gray | r g b | c m y k, then alpha if there is
+// one.
 struct PixelLayout {
   std::uint8_t components = 3;  // with alpha: 1 gray, 2 gray+a, 3 rgb, 4 rgb+a or cmyk, 5 cmyk+a
   SampleType type = SampleType::u8;

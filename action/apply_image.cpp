@@ -1,0 +1,64 @@
+#include "action/apply_image.h"
+
+#include "action/filter_number.h"
+#include "engine/basic_adjustments.h"
+#include "platform/foundation/ns_log.h"
+
+namespace kelvo {
+namespace {
+
+NSColor wellColor(const ParameterDictionary& parameters, const char* red, const char* green,
+                  const char* blue, const char* alpha) {
+  return NSColor::colorWithCalibratedRed_green_blue_alpha(
+      parameters.doubleValue(red), parameters.doubleValue(green), parameters.doubleValue(blue),
+      parameters.doubleValue(alpha));
+}
+
+}  // namespace
+
+CIImageRef applyImage(const ParameterDictionary& parameters, const CIImageRef& image) {
+  const auto setting = [&](const char* key) { return parameters.doubleValue(key); };
+  switch (static_cast<FilterNumber>(parameters.intValue("filterPopUp"))) {
+    case FilterNumber::brightnessAndContrast:
+      return applyBrightnessAndContrastForCIImage(image,
+                                                  setting("brightnessAndContrastBrightnessSlider"),
+                                                  setting("brightnessAndContrastContrastSlider"));
+    case FilterNumber::hueOrSaturation:
+      return applyHueOrSaturationForCIImage(image, setting("hueOrSaturationHueSlider"),
+                                            setting("hueOrSaturationSaturationSlider"),
+                                            setting("hueOrSaturationLightnessSlider"));
+    case FilterNumber::desaturate:
+      return applyDesaturateForCIImage(image);
+    case FilterNumber::colorize:
+      return applyColorizeForCIImage(
+          image,
+          wellColor(parameters, "colorizeColorWellR", "colorizeColorWellG", "colorizeColorWellB",
+                    "colorizeColorWellA"),
+          setting("colorizeHueSlider"), setting("colorizeIntensitySlider"));
+    case FilterNumber::channelMixer:
+      return applyChannelMixerForCIImage(image, setting("cmrr"), setting("cmrg"), setting("cmrb"),
+                                         setting("cmrc"), setting("cmgr"), setting("cmgg"),
+                                         setting("cmgb"), setting("cmgc"), setting("cmbr"),
+                                         setting("cmbg"), setting("cmbb"), setting("cmbc"));
+    case FilterNumber::exposure:
+      return applyExposureForCIImage(image, setting("exposureSlider"));
+    case FilterNumber::invert:
+      return applyInvertForCIImage(image);
+    case FilterNumber::threshold:
+      return applyThresholdForCIImage(image, setting("thresholdSlider"));
+    case FilterNumber::posterize:
+      return applyPosterizeForCIImage(image, setting("posterizeSlider"));
+    default:
+      NSLog("Error: unknown index");
+      return nullptr;
+  }
+}
+
+NSImageRef NSImageFromCIImage(const CIImageRef& image) {
+  const CGRect extent = image ? image->extent() : CGRect{};
+  NSImageRef display = NSImage::initWithSize({extent.width, extent.height});
+  display->addRepresentation(NSCIImageRep::imageRepWithCIImage(image));
+  return display;
+}
+
+}  // namespace kelvo

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/foundation/parameter_value.h"
+#include "platform/image/ci_image.h"
+#include "platform/image/ns_image.h"
+
+namespace kelvo {
+
+// The adjustment that the parameters select ("filterPopUp") applied to one image, with the settings
+// read as doubles and passed on as they stand. Empty, with "Error: unknown index" logged, if the
+// number selects nothing.
+CIImageRef applyImage(const ParameterDictionary& parameters, const CIImageRef& image);
+
+// Wraps a result for display. Renders nothing.
+NSImageRef NSImageFromCIImage(const CIImageRef& image);
+
+}  // namespace kelvo

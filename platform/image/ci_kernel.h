@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/image/cg_rect.h"
+#include "platform/kernel_language/kernel.h"
+
+namespace kelvo {
+
+class CIKernel;
+using CIKernelRef = std::shared_ptr<CIKernel>;
+
+// Which part of input number `index` is needed to compute `destination`.
+using RegionOfInterest = std::function<CGRect(int index, const CGRect& destination)>;
+
+// A compiled kernel program.
+class CIKernel {
+ public:
+  explicit CIKernel(std::shared_ptr<const kernel_language::Kernel> program)
+      : program_(std::move(program)) {}
+
+  // The kernels of a source, in its order; none if anything in it is wrong. `diagnostics`, if
+  // given, receives what is wrong.
+  static std::vector<CIKernelRef> kernelsWithString(
+      std::string_view source, std::vector<kernel_language::Diagnostic>* diagnostics = nullptr);
+
+  [[nodiscard]] const std::string& name() const { return program_->name(); }
+  [[nodiscard]] const kernel_language::Kernel& program() const { return *program_; }
+
+  // Needed for inputs that the kernel reads elsewhere than under the pixel it computes; without it
+  // the whole input is prepared.
+  void setROISelector(RegionOfInterest region) { region_ = std::move(region); }
+  [[nodiscard]] const RegionOfInterest& regionOfInterest() const { return region_; }
+
+ private:
+  std::shared_ptr<const kernel_language::Kernel> program_;
+  RegionOfInterest region_;
+};
+
+}  // namespace kelvo
