@@ -1,0 +1,139 @@
+#include "platform/foundation/ns_bundle.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "platform/foundation/file_text.h"
+#include "platform/foundation/json_text.h"
+
+namespace kelvo {
+namespace {
+
+// A name that stays inside the directory it is looked up in.
+bool isPlainName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." &&
+         name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
+Result<std::string> textMember(const nlohmann::json& object, const char* key) {
+  const auto found = object.find(key);
+  if (found == object.end()) {
+    return Error{"Info.json has no \"" + std::string(key) + "\""};
+  }
+  if (!found->is_string()) {
+    return Error{"\"" + std::string(key) + "\" in Info.json is " + std::string(jsonKind(*found)) +
+                 ", not a text"};
+  }
+  return found->get<std::string>();
+}
+
+Result<BundleInfo> parseInfo(const std::string& text) {
+  const auto json = parseJson(text);
+  if (!json) {
+    return Error{"Info.json, " + json.error().message};
+  }
+  if (!json->is_object()) {
+    return Error{"Info.json is " + std::string(jsonKind(*json)) + ", not an object"};
+  }
+  BundleInfo info;
+  const std::pair<const char*, std::string*> members[] = {{"name", &info.name},
+                                                          {"version", &info.version},
+                                                          {"executable", &info.executable},
+                                                          {"principalClass", &info.principalClass}};
+  for (const auto& [key, value] : members) {
+    auto member = textMember(*json, key);
+    if (!member) {
+      return member.error();
+    }
+    *value = std::move(member).value();
+  }
+  if (!isPlainName(info.executable)) {
+    return Error{"\"executable\" in Info.json is not a plain file name"};
+  }
+  const auto defaults = json->find("defaultParameters");
+  if (defaults != json->end()) {
+    auto parameters = parametersFromJson(*defaults);
+    if (!parameters) {
+      return Error{"\"defaultParameters\" in Info.json: " + parameters.error().message};
+    }
+    info.defaultParameters = std::move(parameters).value();
+  }
+  return info;
+}
+
+}  // namespace
+
+NSBundle::NSBundle(std::string path, BundleInfo info)
+    : path_(std::move(path)), info_(std::move(info)) {}
+
+NSBundle::~NSBundle() {
+  if (module_ != nullptr) {
+    ::dlclose(module_);
+  }
+}
+
+Result<std::shared_ptr<NSBundle>> NSBundle::bundleWithPath(std::string path) {
+  const auto text = readTextFile(path + "/Contents/Info.json");
+  if (!text) {
+    return Error{"Info.json cannot be read: " + text.error().message};
+  }
+  auto info = parseInfo(*text);
+  if (!info) {
+    return info.error();
+  }
+  struct Access : NSBundle {
+    Access(std::string where, BundleInfo what) : NSBundle(std::move(where), std::move(what)) {}
+  };
+  return std::shared_ptr<NSBundle>(
+      std::make_shared<Access>(std::move(path), std::move(info).value()));
+}
+
+std::string NSBundle::executablePath() const {
+  return path_ + "/Contents/Linux/" + info_.executable + ".so";
+}
+
+std::string NSBundle::resourcePath() const { return path_ + "/Contents/Resources"; }
+
+std::optional<std::string> NSBundle::pathForResource(const std::string& name) const {
+  std::string path = resourcePath() + "/" + name;
+  std::error_code failed;
+  if (!isPlainName(name) || !std::filesystem::exists(path, failed)) {
+    return std::nullopt;
+  }
+  return path;
+}
+
+Result<void> NSBundle::load() {
+  if (module_ == nullptr) {
+    module_ = ::dlopen(executablePath().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  }
+  if (module_ == nullptr) {
+    const char* reason = ::dlerror();
+    return Error{reason != nullptr ? reason : "its module cannot be loaded"};
+  }
+  return {};
+}
+
+void* NSBundle::symbol(const char* name) const {
+  return module_ != nullptr ? ::dlsym(module_, name) : nullptr;
+}
+
+std::optional<std::string> findBundle(const std::vector<std::string>& directories,
+                                      const std::string& name) {
+  if (!isPlainName(name)) {
+    return std::nullopt;
+  }
+  for (const std::string& directory : directories) {
+    std::string path = directory + "/" + name + ".action";
+    std::error_code failed;
+    if (std::filesystem::is_directory(path, failed)) {
+      return path;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace kelvo

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/foundation/parameter_value.h"
+#include "platform/foundation/result.h"
+
+namespace kelvo {
+
+// What a bundle says about itself in Contents/Info.json.
+struct BundleInfo {
+  std::string name;
+  std::string version;
+  std::string executable;                 // Contents/Linux/<executable>.so
+  std::string principalClass;             // the class that the module's factory makes
+  ParameterDictionary defaultParameters;  // "defaultParameters"; may be absent
+};
+
+// A loadable bundle: a directory NAME.action with Contents/Info.json, Contents/Linux/ and
+// Contents/Resources/.
+class NSBundle {
+ public:
+  // Reads Info.json; loads no code. Errors: no such bundle, an Info.json that says too little.
+  static Result<std::shared_ptr<NSBundle>> bundleWithPath(std::string path);
+
+  ~NSBundle();
+  NSBundle(const NSBundle&) = delete;
+  NSBundle& operator=(const NSBundle&) = delete;
+
+  [[nodiscard]] const std::string& bundlePath() const { return path_; }
+  [[nodiscard]] const BundleInfo& info() const { return info_; }
+  [[nodiscard]] std::string executablePath() const;
+  [[nodiscard]] std::string resourcePath() const;
+  // Absent if there is no such resource.
+  [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name) const;
+
+  // Loads the module, its symbols visible to itself alone. Once loaded, the code stays for the rest
+  // of the process, since what it registered (filters, observers) may still be called.
+  Result<void> load();
+  // The address of something the loaded module exports; null if it does not, or is not loaded.
+  [[nodiscard]] void* symbol(const char* name) const;
+
+ private:
+  NSBundle(std::string path, BundleInfo info);
+
+  std::string path_;
+  BundleInfo info_;
+  void* module_ = nullptr;
+};
+
+// The first directory NAME.action in these directories, in their order. Absent if none has one.
+std::optional<std::string> findBundle(const std::vector<std::string>& directories,
+                                      const std::string& name);
+
+}  // namespace kelvo
