@@ -29,8 +29,14 @@ class CGImageSource {
 using CGImageSourceRef = std::shared_ptr<const CGImageSource>;
 
 // Errors: not a readable regular file, no known format, a header that makes no sense or asks for
-// more than the limits allow.
+// more than the limits allow. The contents decide the format; the name does not matter.
 Result<CGImageSourceRef> CGImageSourceCreateWithURL(const NSURL& url, const Limits& limits = {});
+
+// The same of a file that is already mapped; `path` is only remembered. `formats` are tried in
+// order.
+Result<CGImageSourceRef> CGImageSourceCreateWithBytes(std::string path, FileBytes file,
+                                                      const Limits& limits = {},
+                                                      std::span<const Codec> formats = codecs());
 
 std::string_view CGImageSourceGetType(const CGImageSource& source);
 SourceStatus CGImageSourceGetStatus(const CGImageSource& source);

@@ -15,10 +15,11 @@
 // What a file format must provide. One folder a format; one table (codecs()) lists them.
 namespace kelvo {
 
+class MappedFile;
 class OutputFile;
 
 // The bytes of an opened file. Valid as long as any object made from them lives.
-using FileBytes = std::shared_ptr<const class MappedFile>;
+using FileBytes = std::shared_ptr<const MappedFile>;
 
 // kCGImageStatusComplete is 0.
 enum class CGImageSourceStatus : int {
@@ -37,6 +38,10 @@ struct SourceStatus {
 class FrameProperties {
  public:
   virtual ~FrameProperties() = default;
+
+  // The file they came from, so that a destination can tell that it is still the file it replaces.
+  // Null if that is not known.
+  [[nodiscard]] virtual const MappedFile* origin() const { return nullptr; }
 };
 using FramePropertiesRef = std::shared_ptr<const FrameProperties>;
 
@@ -86,8 +91,8 @@ class CodecWriter {
 };
 
 struct Codec {
-  std::string_view type;         // "public.jpeg"
-  std::string_view displayName;  // "JPEG"
+  std::string_view type;                             // "public.jpeg"
+  std::string_view displayName;                      // "JPEG"
   bool (*matches)(std::span<const std::byte> head);  // at least 64 bytes or the whole file
   Result<std::unique_ptr<CodecSource>> (*open)(FileBytes file, const Limits& limits);
   // Null for formats that are recognised but never written.

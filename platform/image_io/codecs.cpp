@@ -1,0 +1,13 @@
+#include <array>
+
+#include "platform/image_io/codec.h"
+
+namespace kelvo {
+
+std::span<const Codec> codecs() {
+  // Each has a signature of its own, so the order matters to speed alone.
+  static const std::array known = {kPngCodec, kTiffCodec, kPhotoshopCodec};
+  return known;
+}
+
+}  // namespace kelvo
