@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
@@ -22,6 +23,8 @@ enum class Type : std::uint8_t { f32, i32, mask };
 //   a - floor(a);
 // - i32 wraps around; division and remainder truncate towards zero, by zero give 0;
 // - floatToInt truncates towards zero, limited to the range of i32, not a number gives 0.
+// One line per kind.
+// clang-format off
 enum class Op : std::uint8_t {
   constant,      // f32, the bits of Instruction::immediate
   constantInt,   // i32, immediate
@@ -46,6 +49,7 @@ enum class Op : std::uint8_t {
   // conversions
   floatToInt, intToFloat,
 };
+// clang-format on
 
 using ValueId = std::uint32_t;
 constexpr ValueId kNoValue = 0xffffffffu;
@@ -78,6 +82,10 @@ Type resultType(Op op);
 // computes with the very functions the executor uses, so that it never changes a result.
 class Builder {
  public:
+  // Promises that the inputs of `source` lie in 0…1 and are never -0, as integer samples do. More
+  // identities hold then. Counts for the inputs asked for afterwards.
+  void assumeUnitRange(std::uint32_t source);
+
   ValueId constant(float value);
   ValueId constantInt(std::int32_t value);
   ValueId constantMask(bool value);
@@ -97,13 +105,36 @@ class Builder {
   [[nodiscard]] Program finish(const Pixel& outputs) const;
 
  private:
+  // Every value an f32 can take lies in low…high, unless it is not a number.
+  struct Range {
+    float low = -std::numeric_limits<float>::infinity();
+    float high = std::numeric_limits<float>::infinity();
+    bool maybeNotANumber = true;
+    bool maybeNegativeZero = true;
+
+    [[nodiscard]] bool finite() const;
+    [[nodiscard]] bool contains(float value) const { return low <= value && value <= high; }
+  };
+
   ValueId append(const Instruction& instruction);
+  [[nodiscard]] Range rangeOf(const Instruction& instruction) const;
+  [[nodiscard]] std::optional<ValueId> simplified(Op op, ValueId a);
+  [[nodiscard]] std::optional<ValueId> simplified(Op op, ValueId a, ValueId b);
+  [[nodiscard]] std::optional<ValueId> simplifiedArithmetic(Op op, ValueId a, ValueId b);
+  [[nodiscard]] std::optional<ValueId> simplifiedLimit(Op op, ValueId a, ValueId b) const;
+  [[nodiscard]] std::optional<bool> knownComparison(Op op, ValueId a, ValueId b) const;
+  [[nodiscard]] std::optional<ValueId> simplifiedLogic(Op op, ValueId a, ValueId b);
+  [[nodiscard]] std::optional<ValueId> simplifiedInteger(Op op, ValueId a, ValueId b);
+  [[nodiscard]] std::optional<std::uint32_t> constantBits(ValueId value) const;
+  ValueId constantOfType(Type type, std::uint32_t bits);
 
   struct Hash {
     std::size_t operator()(const Instruction& instruction) const;
   };
   std::vector<Instruction> instructions_;
+  std::vector<Range> ranges_;  // by value
   std::unordered_map<Instruction, ValueId, Hash> known_;
+  std::vector<bool> unitSources_;
 };
 
 }  // namespace kelvo::kernel_language

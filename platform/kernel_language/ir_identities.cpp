@@ -1,0 +1,332 @@
+// Identities that hold for every float, signed zeros and values that are not numbers included, and
+// those that hold within a value's range. An identity may change which bits stand for not-a-number,
+// never whether a value is a number.
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <initializer_list>
+
+#include "platform/kernel_language/ir.h"
+
+namespace kelvo::kernel_language {
+namespace {
+
+bool isNegativeZero(float value) { return value == 0.0F && std::signbit(value); }
+
+bool isPowerOfTwo(float value) {
+  int exponent = 0;
+  return std::isfinite(value) && std::fabs(std::frexp(value, &exponent)) == 0.5F;
+}
+
+// 1 / value where that is exact and neither it nor value is subnormal.
+std::optional<float> exactReciprocal(float value) {
+  if (!isPowerOfTwo(value) || !std::isnormal(value)) return std::nullopt;
+  const float reciprocal = 1.0F / value;
+  if (!std::isnormal(reciprocal)) return std::nullopt;
+  return reciprocal;
+}
+
+}  // namespace
+
+bool Builder::Range::finite() const {
+  return !maybeNotANumber && std::isfinite(low) && std::isfinite(high);
+}
+
+// Rounding is monotonic, so the rounded results at the ends of ranges bound the rounded results
+// between them.
+Builder::Range Builder::rangeOf(const Instruction& instruction) const {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  const Range anything;
+  const auto range = [this](ValueId value) { return ranges_[value]; };
+  const auto bounded = [&](std::initializer_list<float> ends, bool notANumber, bool negativeZero) {
+    Range result{kInfinity, -kInfinity, notANumber, negativeZero};
+    for (const float end : ends) {
+      if (std::isnan(end)) return anything;
+      result.low = std::min(result.low, end);
+      result.high = std::max(result.high, end);
+    }
+    return result;
+  };
+  switch (instruction.op) {
+    case Op::constant: {
+      const auto value = std::bit_cast<float>(instruction.immediate);
+      if (std::isnan(value)) return anything;
+      return {value, value, false, isNegativeZero(value)};
+    }
+    case Op::input: {
+      const std::size_t source = instruction.immediate / 4;
+      const bool unit = source < unitSources_.size() && unitSources_[source];
+      return unit ? Range{0.0F, 1.0F, false, false} : anything;
+    }
+    case Op::destX:
+    case Op::destY:
+      return {-0x1p31F, 0x1p31F, false, false};
+    case Op::intToFloat:
+      return {-0x1p31F, 0x1p31F, false, false};
+    case Op::neg: {
+      const Range a = range(instruction.a);
+      return {-a.high, -a.low, a.maybeNotANumber, a.contains(0.0F)};
+    }
+    case Op::abs: {
+      const Range a = range(instruction.a);
+      const float far = std::max(std::fabs(a.low), std::fabs(a.high));
+      const float near = a.contains(0.0F) ? 0.0F : std::min(std::fabs(a.low), std::fabs(a.high));
+      return {near, far, a.maybeNotANumber, false};
+    }
+    case Op::sign:
+      return {-1.0F, 1.0F, false, false};
+    case Op::floor:
+    case Op::ceil: {
+      const Range a = range(instruction.a);
+      const bool down = instruction.op == Op::floor;
+      return {down ? std::floor(a.low) : std::ceil(a.low),
+              down ? std::floor(a.high) : std::ceil(a.high), a.maybeNotANumber, true};
+    }
+    case Op::sqrt: {
+      const Range a = range(instruction.a);
+      if (!(a.low >= 0.0F)) return anything;
+      return {std::sqrt(a.low), std::sqrt(a.high), a.maybeNotANumber, a.maybeNegativeZero};
+    }
+    case Op::add: {
+      const Range a = range(instruction.a);
+      const Range b = range(instruction.b);
+      // Infinities of both signs would have to meet for a new not-a-number.
+      const bool clash = (a.low == -kInfinity && b.high == kInfinity) ||
+                         (a.high == kInfinity && b.low == -kInfinity);
+      return bounded({a.low + b.low, a.high + b.high},
+                     clash || a.maybeNotANumber || b.maybeNotANumber,
+                     a.maybeNegativeZero && b.maybeNegativeZero);
+    }
+    case Op::sub: {
+      const Range a = range(instruction.a);
+      const Range b = range(instruction.b);
+      const bool clash = (a.low == -kInfinity && b.low == -kInfinity) ||
+                         (a.high == kInfinity && b.high == kInfinity);
+      return bounded({a.low - b.high, a.high - b.low},
+                     clash || a.maybeNotANumber || b.maybeNotANumber,
+                     a.maybeNegativeZero && b.contains(0.0F));
+    }
+    case Op::mul: {
+      const Range a = range(instruction.a);
+      const Range b = range(instruction.b);
+      if (!a.finite() || !b.finite()) return anything;
+      const bool positive =
+          a.low >= 0.0F && b.low >= 0.0F && !a.maybeNegativeZero && !b.maybeNegativeZero;
+      return bounded({a.low * b.low, a.low * b.high, a.high * b.low, a.high * b.high}, false,
+                     !positive);
+    }
+    case Op::min:
+    case Op::max: {
+      const Range a = range(instruction.a);
+      const Range b = range(instruction.b);
+      const bool negativeZero = a.maybeNegativeZero || b.maybeNegativeZero;
+      // Not a number in second place is passed over; in first place it is kept. Passed over, it
+      // lets the whole range of the first place through.
+      if (a.maybeNotANumber || b.maybeNotANumber) {
+        return {std::min(a.low, b.low), std::max(a.high, b.high), a.maybeNotANumber, negativeZero};
+      }
+      if (instruction.op == Op::min) {
+        return {std::min(a.low, b.low), std::min(a.high, b.high), false, negativeZero};
+      }
+      return {std::max(a.low, b.low), std::max(a.high, b.high), false, negativeZero};
+    }
+    case Op::select: {
+      const Range a = range(instruction.b);
+      const Range b = range(instruction.c);
+      return {std::min(a.low, b.low), std::max(a.high, b.high),
+              a.maybeNotANumber || b.maybeNotANumber, a.maybeNegativeZero || b.maybeNegativeZero};
+    }
+    default:
+      return anything;
+  }
+}
+
+std::optional<ValueId> Builder::simplified(Op op, ValueId a) {
+  const Instruction inner = instructions_[a];
+  switch (op) {
+    case Op::neg:
+    case Op::maskNot:
+    case Op::intNeg:
+      if (inner.op == op) return inner.a;  // the bits come back, whatever they are
+      return std::nullopt;
+    case Op::abs:
+      if (inner.op == Op::abs) return a;
+      if (inner.op == Op::neg) return unary(Op::abs, inner.a);
+      if (!ranges_[a].maybeNotANumber && ranges_[a].low >= 0.0F && !ranges_[a].maybeNegativeZero) {
+        return a;
+      }
+      return std::nullopt;
+    case Op::floor:
+    case Op::ceil:
+      // Whole already; both keep -0 and what is not a number.
+      if (inner.op == Op::floor || inner.op == Op::ceil || inner.op == Op::intToFloat) return a;
+      return std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<ValueId> Builder::simplified(Op op, ValueId a, ValueId b) {
+  switch (op) {
+    case Op::add:
+    case Op::sub:
+    case Op::mul:
+    case Op::div:
+      return simplifiedArithmetic(op, a, b);
+    case Op::min:
+    case Op::max:
+      return simplifiedLimit(op, a, b);
+    case Op::less:
+    case Op::lessEqual:
+    case Op::equal:
+    case Op::notEqual: {
+      const auto known = knownComparison(op, a, b);
+      if (!known) return std::nullopt;
+      return constantMask(*known);
+    }
+    case Op::maskAnd:
+    case Op::maskOr:
+    case Op::maskXor:
+      return simplifiedLogic(op, a, b);
+    case Op::intAdd:
+    case Op::intSub:
+    case Op::intMul:
+    case Op::intDiv:
+      return simplifiedInteger(op, a, b);
+    default:
+      return std::nullopt;
+  }
+}
+
+// Constants of add and mul are in second place here.
+std::optional<ValueId> Builder::simplifiedArithmetic(Op op, ValueId a, ValueId b) {
+  const Instruction left = instructions_[a];
+  const Instruction right = instructions_[b];
+  const auto first = constantValue(a);
+  const auto second = constantValue(b);
+  switch (op) {
+    case Op::add:
+      // x + -0 = x; x + 0 = x but for x = -0.
+      if (second == 0.0F && (isNegativeZero(*second) || !ranges_[a].maybeNegativeZero)) return a;
+      if (right.op == Op::neg) return binary(Op::sub, a, right.a);
+      if (left.op == Op::neg) return binary(Op::sub, b, left.a);
+      return std::nullopt;
+    case Op::sub:
+      // x - 0 = x; x - -0 = x but for x = -0.
+      if (second == 0.0F && (!isNegativeZero(*second) || !ranges_[a].maybeNegativeZero)) return a;
+      if (right.op == Op::neg) return binary(Op::add, a, right.a);
+      if (first == 0.0F && isNegativeZero(*first)) return unary(Op::neg, b);  // -0 - x
+      if (a == b && ranges_[a].finite()) return constant(0.0F);
+      return std::nullopt;
+    case Op::mul:
+      if (second == 1.0F) return a;
+      if (second == -1.0F) return unary(Op::neg, a);
+      // 0 x = 0 where x is finite and has no sign.
+      if (second == 0.0F && !isNegativeZero(*second) && ranges_[a].finite() &&
+          ranges_[a].low >= 0.0F && !ranges_[a].maybeNegativeZero) {
+        return b;
+      }
+      return std::nullopt;
+    case Op::div:
+      if (second == 1.0F) return a;
+      if (second == -1.0F) return unary(Op::neg, a);
+      if (second) {
+        // A power of two: both round the same real number.
+        if (const auto reciprocal = exactReciprocal(*second)) {
+          return binary(Op::mul, a, constant(*reciprocal));
+        }
+      }
+      return std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+// min(a, b) = b < a ? b : a, max(a, b) = a < b ? b : a. Where the comparison is known to fail, for
+// values that are not numbers too, the result is a; where it is known to hold, b.
+std::optional<ValueId> Builder::simplifiedLimit(Op op, ValueId a, ValueId b) const {
+  if (a == b) return a;
+  const auto takesSecond =
+      op == Op::min ? knownComparison(Op::less, b, a) : knownComparison(Op::less, a, b);
+  if (!takesSecond) return std::nullopt;
+  return *takesSecond ? b : a;
+}
+
+std::optional<bool> Builder::knownComparison(Op op, ValueId a, ValueId b) const {
+  const Range& left = ranges_[a];
+  const Range& right = ranges_[b];
+  const bool numbers = !left.maybeNotANumber && !right.maybeNotANumber;
+  switch (op) {
+    case Op::less:
+      if (a == b || left.low >= right.high) return false;
+      if (numbers && left.high < right.low) return true;
+      return std::nullopt;
+    case Op::lessEqual:
+      if (left.low > right.high) return false;
+      if (numbers && (a == b || left.high <= right.low)) return true;
+      return std::nullopt;
+    case Op::equal:
+    case Op::notEqual: {
+      const bool whenEqual = op == Op::equal;
+      if (left.low > right.high || left.high < right.low) return !whenEqual;
+      if (numbers && a == b) return whenEqual;
+      if (numbers && left.low == left.high && right.low == right.high && left.low == right.low) {
+        return whenEqual;
+      }
+      return std::nullopt;
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<ValueId> Builder::simplifiedLogic(Op op, ValueId a, ValueId b) {
+  const auto second = constantBits(b);
+  const bool opposite = (instructions_[a].op == Op::maskNot && instructions_[a].a == b) ||
+                        (instructions_[b].op == Op::maskNot && instructions_[b].a == a);
+  switch (op) {
+    case Op::maskAnd:
+      if (a == b) return a;
+      if (second) return *second != 0 ? a : b;
+      if (opposite) return constantMask(false);
+      return std::nullopt;
+    case Op::maskOr:
+      if (a == b) return a;
+      if (second) return *second != 0 ? b : a;
+      if (opposite) return constantMask(true);
+      return std::nullopt;
+    case Op::maskXor:
+      if (a == b) return constantMask(false);
+      if (second) return *second != 0 ? unary(Op::maskNot, a) : a;
+      if (opposite) return constantMask(true);
+      return std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+// i32 wraps around, so these hold for all numbers.
+std::optional<ValueId> Builder::simplifiedInteger(Op op, ValueId a, ValueId b) {
+  const auto second = constantBits(b);
+  switch (op) {
+    case Op::intAdd:
+      if (second == 0U) return a;
+      return std::nullopt;
+    case Op::intSub:
+      if (second == 0U) return a;
+      if (a == b) return constantInt(0);
+      return std::nullopt;
+    case Op::intMul:
+      if (second == 0U) return b;
+      if (second == 1U) return a;
+      return std::nullopt;
+    case Op::intDiv:
+      if (second == 1U) return a;
+      return std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace kelvo::kernel_language

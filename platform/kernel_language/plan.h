@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "platform/kernel_language/executable.h"
+
+namespace kelvo::kernel_language {
+
+// What an Executable holds. Immutable once compiled.
+struct Executable::Plan {
+  Program program;  // simplified for the layouts
+  std::vector<PixelLayout> inputs;
+  PixelLayout output;
+  std::vector<SampledImage> images;
+};
+
+// One run of pixels within one row, as Executable::run gets it.
+struct RowRun {
+  std::span<const std::byte* const> inputs;
+  std::byte* output = nullptr;
+  std::size_t pixels = 0;
+  std::int32_t x = 0;
+  std::int32_t y = 0;
+};
+
+// The plain implementation: pixel by pixel, operation by operation, without vectors.
+void runPlainly(const Executable::Plan& plan, const RowRun& row);
+
+}  // namespace kelvo::kernel_language

@@ -1,0 +1,73 @@
+#include "platform/kernel_language/simplify.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace kelvo::kernel_language {
+namespace {
+
+bool isUsable(const SampledImage& image) {
+  return image.width != 0 && image.height != 0 && image.pixels != nullptr &&
+         image.pixels->size() >= std::size_t{4} * image.width * image.height;
+}
+
+}  // namespace
+
+Program simplifyForLayouts(const Program& program, std::span<const PixelLayout> inputs,
+                           std::span<const SampledImage> images) {
+  Builder builder;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (inputs[i].type != SampleType::f32) builder.assumeUnitRange(static_cast<std::uint32_t>(i));
+  }
+  std::vector<ValueId> moved;
+  moved.reserve(program.instructions.size());
+  for (const Instruction& in : program.instructions) {
+    const std::uint32_t index = in.immediate / 4;
+    const std::uint32_t component = in.immediate % 4;
+    ValueId value = kNoValue;
+    switch (in.op) {
+      case Op::constant:
+        value = builder.constant(std::bit_cast<float>(in.immediate));
+        break;
+      case Op::constantInt:
+        value = builder.constantInt(static_cast<std::int32_t>(in.immediate));
+        break;
+      case Op::constantMask:
+        value = builder.constantMask(in.immediate != 0);
+        break;
+      case Op::input:
+        if (index >= inputs.size()) {
+          value = builder.constant(0.0F);
+        } else if (component >= inputs[index].components) {
+          value = builder.constant(1.0F);
+        } else {
+          value = builder.input(index, component);
+        }
+        break;
+      case Op::destX:
+        value = builder.destX();
+        break;
+      case Op::destY:
+        value = builder.destY();
+        break;
+      case Op::sampleImage:
+        value = index < images.size() && isUsable(images[index])
+                    ? builder.sampleImage(index, component, moved[in.a], moved[in.b])
+                    : builder.constant(0.0F);
+        break;
+      case Op::select:
+      case Op::selectInt:
+        value = builder.select(moved[in.a], moved[in.b], moved[in.c]);
+        break;
+      default:
+        value = operandCount(in.op) == 1 ? builder.unary(in.op, moved[in.a])
+                                         : builder.binary(in.op, moved[in.a], moved[in.b]);
+    }
+    moved.push_back(value);
+  }
+  Pixel outputs{};
+  std::ranges::transform(program.outputs, outputs.begin(), [&](ValueId v) { return moved[v]; });
+  return builder.finish(outputs);
+}
+
+}  // namespace kelvo::kernel_language
