@@ -12,7 +12,7 @@ struct RenderOptions {
   // Leave alpha out even where it is not provably 1: for frames that had none to begin with.
   bool dropAlpha = false;
   // Tagged onto the result; the numbers are not touched.
-  CGColorSpaceRef colorSpace;
+  CGColorSpaceRef colorSpace = nullptr;
   // Bounds what pictures prepared for lookups at computed coordinates may take.
   std::uint64_t maxMemoryBytes = 4ULL << 30;
 };
