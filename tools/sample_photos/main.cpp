@@ -29,6 +29,7 @@ struct Order {
   std::uint32_t height = 320;
   std::uint32_t samples = 3;
   std::uint32_t bits = 8;
+  float noise = 1.0F;
   std::string out;
 };
 
@@ -69,6 +70,8 @@ std::optional<Order> readOrder(const std::vector<std::string_view>& arguments) {
         order.samples = static_cast<std::uint32_t>(*value);
       } else if (word == "--bits" && value && (*value == 8.0 || *value == 16.0)) {
         order.bits = static_cast<std::uint32_t>(*value);
+      } else if (word == "--noise" && value && *value <= 100.0) {
+        order.noise = static_cast<float>(*value);
       } else {
         return {};
       }
@@ -134,7 +137,7 @@ void renderRow(const Order& order, std::uint32_t row, std::uint8_t* out) {
     const float cx = 2.0F * static_cast<float>(column) / static_cast<float>(order.width) - 1.0F;
     const float cy = 2.0F * static_cast<float>(row) / static_cast<float>(order.height) - 1.0F;
     const float falloff = alpha ? 1.0F : 1.0F - 0.10F * (cx * cx + cy * cy);
-    const float noisiness = light.a > 0.0F ? order.scene->noise : 0.0F;
+    const float noisiness = light.a > 0.0F ? order.scene->noise * order.noise : 0.0F;
     put(develop(light.r, falloff, noisiness * 1.15F, column, row, 0));
     put(develop(light.g, falloff, noisiness, column, row, 10));
     put(develop(light.b, falloff, noisiness * 1.3F, column, row, 20));
