@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "platform/image_io/output_file.h"
+
+namespace kelvo {
+
+// Compresses filtered rows and writes them as the chunks IDAT of a file, in bounded memory.
+class PngDataWriter {
+ public:
+  static std::unique_ptr<PngDataWriter> create(OutputFile& file);
+  virtual ~PngDataWriter() = default;
+
+  virtual Result<void> write(std::span<const std::uint8_t> bytes) = 0;
+  // Ends the data. Nothing may be written after it.
+  virtual Result<void> finish() = 0;
+};
+
+// Writes one chunk with its length and checksum.
+Result<void> writePngChunk(OutputFile& file, std::span<const char, 4> type,
+                           std::span<const std::byte> data);
+
+}  // namespace kelvo

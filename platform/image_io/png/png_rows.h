@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/image_io/png/png_file.h"
+
+namespace kelvo {
+
+// The layout in which a file's pixels are delivered: 8-bit or 16-bit samples as they are stored;
+// an indexed picture looked up in its colour table; alpha from a transparent colour key.
+PixelLayout pngLayout(const PngFile& file);
+
+// Starts a pass over the rows. Interlaced pictures are decoded into memory with the first row, an
+// error if the limits do not allow it.
+Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file);
+
+// Decodes the indices of an indexed picture to the end of its data. An error if the data is damaged
+// or an index is `entries` or above.
+Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t entries);
+
+// An error if `buffers` pictures in memory, which is what reading or rewriting an interlaced file
+// takes, or some rows of one are more than the limits allow.
+Result<void> checkPngMemory(const PngFile& file, unsigned buffers);
+
+}  // namespace kelvo

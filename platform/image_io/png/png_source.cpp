@@ -1,0 +1,81 @@
+#include "platform/image_io/png/png_source.h"
+
+#include <mutex>
+#include <utility>
+
+#include "platform/image_io/png/png_profile.h"
+#include "platform/image_io/png/png_rows.h"
+
+namespace kelvo {
+namespace {
+
+class PngSource final : public CodecSource {
+ public:
+  explicit PngSource(std::shared_ptr<const PngFile> file) : file_(std::move(file)) {}
+
+  std::size_t count() const override { return 1; }
+
+  FrameInfo info(std::size_t) const override {
+    const PngHeader& header = file_->header();
+    return {
+        .width = header.width,
+        .height = header.height,
+        .bitsPerComponent = header.color == PngColor::indexed ? std::uint32_t{8} : header.bitDepth};
+  }
+
+  SourceStatus status() const override {
+    std::call_once(checked_, [&] { status_ = file_->status(); });
+    return status_;
+  }
+
+  Result<CGImage> image(std::size_t) const override {
+    // The decoder is not shown the checksums: they are looked at here, all of them.
+    if (SourceStatus found = status(); found.status != CGImageSourceStatus::complete) {
+      return Error{std::move(found.cause)};
+    }
+    if (auto fits = checkPngMemory(*file_, 1); !fits) return std::move(fits).error();
+    const PngHeader& header = file_->header();
+    CGColorSpace space;
+    const bool gray = header.color == PngColor::gray || header.color == PngColor::grayAlpha;
+    space.model = gray ? ColorModel::gray : ColorModel::rgb;
+    if (const PngChunk* const chunk = file_->find("iCCP")) {
+      space.profile = readPngProfile(chunk->data);
+    }
+    CGImage image;
+    image.width = header.width;
+    image.height = header.height;
+    image.layout = pngLayout(*file_);
+    image.colorSpace = std::make_shared<const CGColorSpace>(std::move(space));
+    image.openRows = [file = file_] { return openPngRows(file); };
+    if (header.color == PngColor::indexed) {
+      image.palette = std::make_shared<const Palette>(file_->palette());
+    }
+    return image;
+  }
+
+  Result<FramePropertiesRef> properties(std::size_t) const override {
+    return FramePropertiesRef(std::make_shared<const PngProperties>(file_));
+  }
+
+  Result<void> writable() const override { return pngWritable(*file_); }
+
+ private:
+  std::shared_ptr<const PngFile> file_;
+  mutable std::once_flag checked_;
+  mutable SourceStatus status_;
+};
+
+}  // namespace
+
+Result<std::unique_ptr<CodecSource>> openPng(FileBytes file, const Limits& limits) {
+  auto png = PngFile::open(std::move(file), limits);
+  if (!png) return std::move(png).error();
+  return std::unique_ptr<CodecSource>(std::make_unique<PngSource>(*std::move(png)));
+}
+
+Result<void> pngWritable(const PngFile& file) {
+  if (file.animated()) return Error{"animated PNG files are not supported yet"};
+  return checkPngMemory(file, 2);
+}
+
+}  // namespace kelvo
