@@ -1,0 +1,89 @@
+#include "platform/kernel_language/registers.h"
+
+#include <algorithm>
+
+namespace kelvo::kernel_language {
+namespace {
+
+class Allocator {
+ public:
+  explicit Allocator(const VirtualTape& tape)
+      : from_(tape), lastUse_(tape.registers, 0), assigned_(tape.registers, kNoRegister) {}
+
+  TapeResult allocate() {
+    findLastUses();
+    for (const auto& constant : from_.constants) {
+      to_.constants.push_back({constant.bits, take(constant.target)});
+    }
+    for (const auto& input : from_.inputs) {
+      to_.inputs.push_back({input.source, input.component, take(input.target)});
+    }
+    for (std::size_t i = 0; i < from_.steps.size(); ++i) allocateStep(i);
+    for (std::size_t i = 0; i < 4; ++i) to_.outputs[i] = assigned_[from_.outputs[i]];
+    to_.registers = count_;
+    if (!ok_) return {{}, false};
+    return {std::move(to_), true};
+  }
+
+ private:
+  void findLastUses() {
+    for (std::size_t i = 0; i < from_.steps.size(); ++i) {
+      for (const VirtualRegister m : from_.steps[i].m) {
+        if (m != kNoVirtualRegister) lastUse_[m] = i;
+      }
+    }
+    for (const auto& constant : from_.constants) lastUse_[constant.target] = from_.steps.size();
+    for (const VirtualRegister output : from_.outputs) lastUse_[output] = from_.steps.size();
+  }
+
+  Register take(VirtualRegister target) {
+    Register result = kNoRegister;
+    if (!free_.empty()) {
+      result = free_.back();  // the one used last: still in first-level cache
+      free_.pop_back();
+    } else if (count_ < kNoRegister) {
+      result = static_cast<Register>(count_++);
+    } else {
+      ok_ = false;
+    }
+    assigned_[target] = result;
+    return result;
+  }
+
+  void release(VirtualRegister m) {
+    if (assigned_[m] != kNoRegister) free_.push_back(assigned_[m]);
+  }
+
+  void allocateStep(std::size_t index) {
+    const VirtualStep& step = from_.steps[index];
+    Step result{.code = step.code, .op = step.op, .image = step.image, .k = step.k};
+    for (std::size_t i = 0; i < 3; ++i) {
+      if (step.m[i] != kNoVirtualRegister) result.m[i] = assigned_[step.m[i]];
+    }
+    result.target.fill(kNoRegister);
+    for (std::size_t i = 0; i < 4; ++i) {
+      if (step.target[i] != kNoVirtualRegister) result.target[i] = take(step.target[i]);
+    }
+    // Operands are given back after the results are placed: a call may read and write in turns.
+    for (std::size_t i = 0; i < 3; ++i) {
+      const VirtualRegister m = step.m[i];
+      const bool repeated = std::find(step.m.begin(), step.m.begin() + i, m) != step.m.begin() + i;
+      if (m != kNoVirtualRegister && lastUse_[m] == index && !repeated) release(m);
+    }
+    to_.steps.push_back(result);
+  }
+
+  const VirtualTape& from_;
+  Tape to_;
+  std::vector<std::size_t> lastUse_;
+  std::vector<Register> assigned_;
+  std::vector<Register> free_;
+  std::uint32_t count_ = 0;
+  bool ok_ = true;
+};
+
+}  // namespace
+
+TapeResult allocateRegisters(const VirtualTape& tape) { return Allocator(tape).allocate(); }
+
+}  // namespace kelvo::kernel_language

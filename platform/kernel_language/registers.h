@@ -1,0 +1,45 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "platform/kernel_language/tape.h"
+
+namespace kelvo::kernel_language {
+
+// Steps before register allocation: every value has a register of its own.
+using VirtualRegister = std::uint32_t;
+constexpr VirtualRegister kNoVirtualRegister = 0xffffffffU;
+
+struct VirtualStep {
+  Code code = Code::end;
+  Op op = Op::constant;
+  std::array<VirtualRegister, 3> m{kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister};
+  std::array<VirtualRegister, 4> target{kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister,
+                                        kNoVirtualRegister};
+  std::uint16_t image = 0;
+  std::array<float, 3> k{};
+};
+
+struct VirtualTape {
+  struct Input {
+    std::uint32_t source;
+    std::uint32_t component;
+    VirtualRegister target;
+  };
+  struct Constant {
+    std::uint32_t bits;
+    VirtualRegister target;
+  };
+  std::vector<Constant> constants;
+  std::vector<Input> inputs;
+  std::vector<VirtualStep> steps;
+  std::array<VirtualRegister, 4> outputs{};
+  VirtualRegister registers = 0;
+};
+
+// Linear scan: a register is free again after the last step that reads it.
+TapeResult allocateRegisters(const VirtualTape& tape);
+
+}  // namespace kelvo::kernel_language

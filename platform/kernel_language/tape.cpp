@@ -1,0 +1,394 @@
+#include "platform/kernel_language/tape.h"
+
+#include <bit>
+#include <map>
+#include <optional>
+#include <tuple>
+
+#include "platform/kernel_language/registers.h"
+#include "platform/kernel_language/trees.h"
+
+namespace kelvo::kernel_language {
+namespace {
+
+// The codes of a binary operation by the places of its operands.
+struct Forms {
+  Code am, ma, ak, ka, mm, mk, km;
+};
+
+std::optional<Forms> formsOf(Op op) {
+  switch (op) {
+    case Op::add:
+      return Forms{Code::addAM, Code::addAM, Code::addAK, Code::addAK,
+                   Code::addMM, Code::addMK, Code::addMK};
+    case Op::sub:  // x - k is emitted as x + -k
+      return Forms{Code::subAM, Code::subMA, Code::addAK, Code::subKA,
+                   Code::subMM, Code::addMK, Code::subKM};
+    case Op::mul:
+      return Forms{Code::mulAM, Code::mulAM, Code::mulAK, Code::mulAK,
+                   Code::mulMM, Code::mulMK, Code::mulMK};
+    case Op::div:
+      return Forms{Code::divAM, Code::divMA, Code::divAK, Code::divKA,
+                   Code::divMM, Code::divMK, Code::divKM};
+    case Op::min:
+      return Forms{Code::minAM, Code::minMA, Code::minAK, Code::minKA,
+                   Code::minMM, Code::minMK, Code::minKM};
+    case Op::max:
+      return Forms{Code::maxAM, Code::maxMA, Code::maxAK, Code::maxKA,
+                   Code::maxMM, Code::maxMK, Code::maxKM};
+    case Op::less:
+      return Forms{Code::lessAM, Code::lessMA, Code::lessAK, Code::lessKA,
+                   Code::lessMM, Code::lessMK, Code::lessKM};
+    case Op::lessEqual:
+      return Forms{Code::lessEqualAM, Code::lessEqualMA, Code::lessEqualAK, Code::lessEqualKA,
+                   Code::lessEqualMM, Code::lessEqualMK, Code::lessEqualKM};
+    case Op::equal:
+      return Forms{Code::equalAM, Code::equalAM, Code::equalAK, Code::equalAK,
+                   Code::equalMM, Code::equalMK, Code::equalMK};
+    case Op::notEqual:
+      return Forms{Code::notEqualAM, Code::notEqualAM, Code::notEqualAK, Code::notEqualAK,
+                   Code::notEqualMM, Code::notEqualMK, Code::notEqualMK};
+    // Masks are never constant here: the program has been simplified.
+    case Op::maskAnd:
+      return Forms{Code::maskAndAM, Code::maskAndAM, Code::end, Code::end,
+                   Code::maskAndMM, Code::end,       Code::end};
+    case Op::maskOr:
+      return Forms{Code::maskOrAM, Code::maskOrAM, Code::end, Code::end,
+                   Code::maskOrMM, Code::end,      Code::end};
+    case Op::maskXor:
+      return Forms{Code::maskXorAM, Code::maskXorAM, Code::end, Code::end,
+                   Code::maskXorMM, Code::end,       Code::end};
+    default:
+      return std::nullopt;
+  }
+}
+
+Code unaryCode(Op op) {
+  switch (op) {
+    case Op::neg:
+      return Code::neg;
+    case Op::abs:
+      return Code::abs;
+    case Op::sign:
+      return Code::sign;
+    case Op::floor:
+      return Code::floor;
+    case Op::ceil:
+      return Code::ceil;
+    case Op::fract:
+      return Code::fract;
+    case Op::sqrt:
+      return Code::sqrt;
+    case Op::maskNot:
+      return Code::maskNot;
+    default:
+      return Code::end;
+  }
+}
+
+// Emits steps on virtual registers: a value's own number, or a temporary's beyond those.
+class Emitter {
+ public:
+  explicit Emitter(const Program& program)
+      : program_(program),
+        trees_(cutTrees(program)),
+        nextRegister_(static_cast<VirtualRegister>(program.instructions.size())) {}
+
+  VirtualTape emit() {
+    for (ValueId value = 0; value < program_.instructions.size(); ++value) {
+      const Instruction& in = at(value);
+      if (in.op == Op::input) {
+        tape_.inputs.push_back({in.immediate / 4, in.immediate % 4, value});
+      }
+    }
+    for (const ValueId value : trees_.storedOrder) emitStored(value);
+    for (std::size_t i = 0; i < 4; ++i) tape_.outputs[i] = inRegister(program_.outputs[i]);
+    tape_.steps.push_back({.code = Code::end});
+    tape_.registers = nextRegister_;
+    return std::move(tape_);
+  }
+
+ private:
+  [[nodiscard]] const Instruction& at(ValueId value) const { return program_.instructions[value]; }
+  [[nodiscard]] bool isInner(ValueId v) const { return trees_.place[v] == Place::inner; }
+  [[nodiscard]] bool isStored(ValueId v) const { return trees_.place[v] == Place::stored; }
+  [[nodiscard]] bool isConstant(ValueId v) const { return trees_.place[v] == Place::constant; }
+  [[nodiscard]] float constant(ValueId v) const { return std::bit_cast<float>(at(v).immediate); }
+
+  void push(const VirtualStep& step) { tape_.steps.push_back(step); }
+
+  // A stored value's register, or one that holds a constant for good.
+  VirtualRegister inRegister(ValueId value) {
+    if (!isConstant(value)) return value;
+    std::uint32_t bits = at(value).immediate;
+    if (at(value).op == Op::constantMask && bits != 0) bits = 0xffffffffU;
+    const auto [place, isNew] = constants_.try_emplace(bits, nextRegister_);
+    if (isNew) tape_.constants.push_back({bits, nextRegister_++});
+    return place->second;
+  }
+
+  void emitStored(ValueId value) {
+    const Instruction& in = at(value);
+    switch (in.op) {
+      case Op::destX:
+        push({.code = Code::destX, .target = {value}});
+        return;
+      case Op::destY:
+        push({.code = Code::destY, .target = {value}});
+        return;
+      case Op::sampleImage:
+        emitSample(value);
+        return;
+      default:
+        break;
+    }
+    if (isAccumulatorOp(in.op)) {
+      compute(value);
+      push({.code = Code::store, .target = {value}});
+      return;
+    }
+    VirtualStep step{.code = Code::call, .op = in.op, .target = {value}};
+    const std::array<ValueId, 3> operands{in.a, in.b, in.c};
+    for (std::size_t i = 0; i < operandCount(in.op); ++i) step.m[i] = inRegister(operands[i]);
+    push(step);
+  }
+
+  // Components of one image at the same place are looked up together, where the first is needed.
+  void emitSample(ValueId value) {
+    if (sampled_.size() <= value) sampled_.resize(program_.instructions.size(), false);
+    if (sampled_[value]) return;
+    const Instruction& in = at(value);
+    VirtualStep step{.code = Code::sample,
+                     .m = {inRegister(in.a), inRegister(in.b)},
+                     .target = {kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister,
+                                kNoVirtualRegister},
+                     .image = static_cast<std::uint16_t>(in.immediate / 4)};
+    for (ValueId other = 0; other < program_.instructions.size(); ++other) {
+      const Instruction& sibling = at(other);
+      if (sibling.op == Op::sampleImage && sibling.a == in.a && sibling.b == in.b &&
+          sibling.immediate / 4 == in.immediate / 4) {
+        step.target[sibling.immediate % 4] = other;
+        sampled_[other] = true;
+      }
+    }
+    push(step);
+  }
+
+  // Leaves the value in the accumulator.
+  void compute(ValueId value) {
+    if (isStored(value) && depth_ > 0) {
+      push({.code = Code::loadM, .m = {value}});
+      return;
+    }
+    if (isConstant(value)) {
+      push({.code = Code::loadK, .k = {constant(value)}});
+      return;
+    }
+    ++depth_;
+    computeInner(value);
+    --depth_;
+  }
+
+  void computeInner(ValueId value) {
+    const Instruction& in = at(value);
+    if (in.op == Op::select) {
+      computeSelect(in);
+    } else if (operandCount(in.op) == 1) {
+      compute(in.a);
+      push({.code = unaryCode(in.op)});
+    } else if (!computeFused(in)) {
+      computeBinary(in);
+    }
+  }
+
+  VirtualRegister computeIntoTemporary(ValueId value) {
+    compute(value);
+    const VirtualRegister temporary = nextRegister_++;
+    push({.code = Code::store, .target = {temporary}});
+    return temporary;
+  }
+
+  // An operand that is not in the accumulator: stored or constant, or computed into a temporary.
+  struct Leaf {
+    bool isConstant = false;
+    VirtualRegister m = kNoVirtualRegister;
+    float k = 0.0F;
+  };
+  Leaf leaf(ValueId value) {
+    if (isConstant(value)) return {true, kNoVirtualRegister, constant(value)};
+    return {false, isInner(value) ? computeIntoTemporary(value) : value, 0.0F};
+  }
+
+  void computeBinary(const Instruction& in) {
+    const Forms forms = *formsOf(in.op);
+    const bool negated = in.op == Op::sub;
+    if (isInner(in.a)) {
+      const Leaf right = leaf(in.b);
+      compute(in.a);
+      if (right.isConstant) {
+        push({.code = forms.ak, .k = {negated ? -right.k : right.k}});
+      } else {
+        push({.code = forms.am, .m = {right.m}});
+      }
+      return;
+    }
+    if (isInner(in.b)) {
+      compute(in.b);
+      const Leaf left = leaf(in.a);
+      if (left.isConstant) {
+        push({.code = forms.ka, .k = {left.k}});
+      } else {
+        push({.code = forms.ma, .m = {left.m}});
+      }
+      return;
+    }
+    const Leaf left = leaf(in.a);
+    const Leaf right = leaf(in.b);
+    if (left.isConstant) {
+      push({.code = forms.km, .m = {right.m}, .k = {left.k}});
+    } else if (right.isConstant) {
+      push({.code = forms.mk, .m = {left.m}, .k = {negated ? -right.k : right.k}});
+    } else {
+      push({.code = forms.mm, .m = {left.m, right.m}});
+    }
+  }
+
+  void computeSelect(const Instruction& in) {
+    if (isInner(in.a) || (!isInner(in.b) && !isInner(in.c))) {
+      const Leaf whenSet = leaf(in.b);
+      const Leaf otherwise = leaf(in.c);
+      compute(in.a);
+      const Code code = whenSet.isConstant
+                            ? (otherwise.isConstant ? Code::selectAKK : Code::selectAKM)
+                            : (otherwise.isConstant ? Code::selectAMK : Code::selectAMM);
+      push({.code = code, .m = {whenSet.m, otherwise.m}, .k = {whenSet.k, otherwise.k}});
+      return;
+    }
+    if (isInner(in.b)) {
+      const Leaf otherwise = leaf(in.c);
+      compute(in.b);
+      push({.code = otherwise.isConstant ? Code::selectMAK : Code::selectMAM,
+            .m = {in.a, otherwise.m},
+            .k = {otherwise.k}});
+      return;
+    }
+    compute(in.c);
+    const Leaf whenSet = leaf(in.b);
+    push({.code = whenSet.isConstant ? Code::selectMKA : Code::selectMMA,
+          .m = {in.a, whenSet.m},
+          .k = {whenSet.k}});
+  }
+
+  // An inner product of two leaves.
+  struct Product {
+    VirtualRegister m = kNoVirtualRegister;
+    VirtualRegister other = kNoVirtualRegister;  // unless by a constant
+    float k = 0.0F;
+  };
+  [[nodiscard]] std::optional<Product> product(ValueId value) const {
+    if (!isInner(value) || at(value).op != Op::mul) return std::nullopt;
+    const Instruction& in = at(value);
+    if (isStored(in.a) && isConstant(in.b)) return Product{in.a, kNoVirtualRegister, constant(in.b)};
+    if (isStored(in.a) && isStored(in.b)) return Product{in.a, in.b, 0.0F};
+    return std::nullopt;
+  }
+  [[nodiscard]] std::optional<Product> scaled(ValueId value) const {
+    const auto result = product(value);
+    if (result && result->other != kNoVirtualRegister) return std::nullopt;
+    return result;
+  }
+
+  // Two operations and more in one step; every one is rounded as if it stood alone.
+  bool computeFused(const Instruction& in) {
+    switch (in.op) {
+      case Op::add:
+        return computeWeightedSum(in) || computeScaleAdd(in.a, in.b) ||
+               computeScaleAdd(in.b, in.a) || computeAddProduct(in.a, in.b) ||
+               computeAddProduct(in.b, in.a);
+      case Op::sub:
+        return computeSubtractProduct(in);
+      case Op::mul:
+        return computeAddScale(in);
+      default:
+        return false;
+    }
+  }
+
+  bool computeWeightedSum(const Instruction& in) {
+    if (!isInner(in.a) || at(in.a).op != Op::add) return false;
+    const auto first = scaled(at(in.a).a);
+    const auto second = scaled(at(in.a).b);
+    const auto third = scaled(in.b);
+    if (!first || !second || !third) return false;
+    push({.code = Code::weightedSum,
+          .m = {first->m, second->m, third->m},
+          .k = {first->k, second->k, third->k}});
+    return true;
+  }
+
+  // (inner k) + leaf
+  bool computeScaleAdd(ValueId productValue, ValueId addend) {
+    if (!isInner(productValue) || at(productValue).op != Op::mul || isInner(addend)) return false;
+    const Instruction& in = at(productValue);
+    if (!isInner(in.a) || !isConstant(in.b)) return false;
+    compute(in.a);
+    if (isConstant(addend)) {
+      push({.code = Code::scaleAddK, .k = {constant(in.b), constant(addend)}});
+    } else {
+      push({.code = Code::scaleAddM, .m = {addend}, .k = {constant(in.b)}});
+    }
+    return true;
+  }
+
+  bool computeAddProduct(ValueId addend, ValueId productValue) {
+    const auto factor = product(productValue);
+    if (!factor || isConstant(addend)) return false;
+    compute(addend);
+    pushAddProduct(*factor, false);
+    return true;
+  }
+
+  bool computeSubtractProduct(const Instruction& in) {
+    const auto factor = product(in.b);
+    if (!factor || isConstant(in.a)) return false;
+    compute(in.a);
+    pushAddProduct(*factor, true);
+    return true;
+  }
+
+  void pushAddProduct(const Product& factor, bool negated) {
+    if (factor.other == kNoVirtualRegister) {
+      push({.code = Code::addProductMK, .m = {factor.m}, .k = {negated ? -factor.k : factor.k}});
+    } else {
+      push({.code = negated ? Code::subProductMM : Code::addProductMM,
+            .m = {factor.m, factor.other}});
+    }
+  }
+
+  // (inner ± k) k
+  bool computeAddScale(const Instruction& in) {
+    if (!isInner(in.a) || !isConstant(in.b)) return false;
+    const Instruction& sum = at(in.a);
+    const bool negated = sum.op == Op::sub;
+    if ((sum.op != Op::add && !negated) || !isInner(sum.a) || !isConstant(sum.b)) return false;
+    compute(sum.a);
+    push({.code = Code::addScale,
+          .k = {negated ? -constant(sum.b) : constant(sum.b), constant(in.b)}});
+    return true;
+  }
+
+  const Program& program_;
+  Trees trees_;
+  VirtualTape tape_;
+  VirtualRegister nextRegister_;
+  std::map<std::uint32_t, VirtualRegister> constants_;
+  std::vector<bool> sampled_;
+  unsigned depth_ = 0;
+};
+
+}  // namespace
+
+// The passes, in order: trees and their schedule, steps, registers.
+TapeResult makeTape(const Program& program) { return allocateRegisters(Emitter(program).emit()); }
+
+}  // namespace kelvo::kernel_language
