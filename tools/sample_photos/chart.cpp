@@ -57,7 +57,8 @@ Colour chart(Point p) {
                        across - static_cast<float>(column) * stepX < stepX - kGap &&
                        down - static_cast<float>(row) * stepY < stepY - kGap;
   if (!inPatch) return Colour{0.011F, 0.011F, 0.012F, 1.0F} * (light * grain);
-  const Patch& patch = kPatches[static_cast<std::size_t>(row * 6 + column)];
+  const Patch& patch =
+      kPatches[static_cast<std::size_t>(row) * 6 + static_cast<std::size_t>(column)];
   return fromLevels(patch.r, patch.g, patch.b) * (light * grain);
 }
 

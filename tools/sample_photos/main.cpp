@@ -99,7 +99,8 @@ Colour pixel(const Order& order, std::uint32_t column, std::uint32_t row) {
     const float jx = n == 1 ? 0.5F : hash(column, row, 1000 + 2 * i);
     const float jy = n == 1 ? 0.5F : hash(column, row, 1001 + 2 * i);
     const float sx = (static_cast<float>(i % n) + jx) / static_cast<float>(n);
-    const float sy = (static_cast<float>(i / n) + jy) / static_cast<float>(n);
+    const std::uint32_t line = i / n;
+    const float sy = (static_cast<float>(line) + jy) / static_cast<float>(n);
     const Point p = {(static_cast<float>(column) + sx) / height,
                      (static_cast<float>(row) + sy) / height,
                      static_cast<float>(order.width) / height, i};
