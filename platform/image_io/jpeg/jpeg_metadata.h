@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "platform/foundation/result.h"
+#include "platform/image_io/jpeg/jpeg_structure.h"
+
+namespace kelvo::jpeg {
+
+// Whether an application segment begins with this identifier.
+bool hasIdentifier(const Segment& segment, std::uint8_t marker, std::string_view identifier);
+
+// The ICC profile, put together from its numbered segments; empty if there is none or it is not
+// complete.
+std::vector<std::byte> iccProfile(const std::vector<Segment>& segments);
+
+// Why the file cannot be adjusted without losing or contradicting a part of it: a gain map, further
+// pictures.
+Result<void> checkSinglePicture(const Structure& structure, std::span<const std::byte> trailer);
+
+}  // namespace kelvo::jpeg
