@@ -1,6 +1,22 @@
 #include "engine/apply_filter.h"
 
+#include "platform/foundation/text_format.h"
+
 namespace kelvo {
+
+CIFilterRef filterWithDefaults(std::string_view name) {
+  CIFilterRef filter = CIFilter::filterWithName(name);
+  if (filter) filter->setDefaults();
+  return filter;
+}
+
+void setInput(const CIFilterRef& filter, std::string_view key, const FilterValue& value) {
+  if (filter) filter->setValue_forKey(value, key);
+}
+
+void setTextInput(const CIFilterRef& filter, std::string_view key, double value) {
+  setInput(filter, key, formatF(value));
+}
 
 CIImageRef applyFilterForCIImage(const CIImageRef& image, const CIFilterRef& filter) {
   if (!filter) return nullptr;

@@ -4,28 +4,9 @@
 
 #include "engine/apply_filter.h"
 #include "platform/foundation/text_format.h"
-#include "platform/image/ci_filter.h"
 
 namespace kelvo {
 namespace {
-
-// The panel's angles are converted with this value; saved workflows rely on it.
-constexpr double kRoughPi = 3.14;
-
-CIFilterRef filterWithDefaults(std::string_view name) {
-  CIFilterRef filter = CIFilter::filterWithName(name);
-  if (filter) filter->setDefaults();
-  return filter;
-}
-
-void set(const CIFilterRef& filter, std::string_view key, const FilterValue& value) {
-  if (filter) filter->setValue_forKey(value, key);
-}
-
-// Carried as text, and so rounded to six decimals.
-void setText(const CIFilterRef& filter, std::string_view key, double value) {
-  set(filter, key, formatF(value));
-}
 
 CIVector rowVector(double red, double green, double blue, double constant) {
   return CIVector::vectorWithString("[" + formatF(red / 100.0) + " " + formatF(green / 100.0) +
@@ -37,13 +18,13 @@ CIVector rowVector(double red, double green, double blue, double constant) {
 
 CIImageRef applyPosterizeForCIImage(const CIImageRef& image, double levels) {
   const CIFilterRef posterize = filterWithDefaults("CIColorPosterize");
-  setText(posterize, "inputLevels", levels);
+  setTextInput(posterize, "inputLevels", levels);
   return applyFilterForCIImage(image, posterize);
 }
 
 CIImageRef applyThresholdForCIImage(const CIImageRef& image, double threshold) {
   const CIFilterRef filter = filterWithDefaults("TQTresholdFilter");
-  set(filter, "threshold", threshold / 255.0);
+  setInput(filter, "threshold", threshold / 255.0);
   return applyFilterForCIImage(image, filter);
 }
 
@@ -53,13 +34,13 @@ CIImageRef applyInvertForCIImage(const CIImageRef& image) {
 
 CIImageRef applyExposureForCIImage(const CIImageRef& image, double exposure) {
   const CIFilterRef adjust = filterWithDefaults("CIExposureAdjust");
-  set(adjust, "inputEV", exposure / 50.0);
+  setInput(adjust, "inputEV", exposure / 50.0);
   return applyFilterForCIImage(image, adjust);
 }
 
 CIImageRef applyDesaturateForCIImage(const CIImageRef& image) {
   const CIFilterRef controls = filterWithDefaults("CIColorControls");
-  set(controls, "inputSaturation", std::string("0"));
+  setInput(controls, "inputSaturation", std::string("0"));
   return applyFilterForCIImage(image, controls);
 }
 
@@ -67,42 +48,42 @@ CIImageRef applyChannelMixerForCIImage(const CIImageRef& image, double rr, doubl
                                        double rc, double gr, double gg, double gb, double gc,
                                        double br, double bg, double bb, double bc) {
   const CIFilterRef matrix = filterWithDefaults("CIColorMatrix");
-  set(matrix, "inputRVector", rowVector(rr, rg, rb, rc));
-  set(matrix, "inputGVector", rowVector(gr, gg, gb, gc));
-  set(matrix, "inputBVector", rowVector(br, bg, bb, bc));
+  setInput(matrix, "inputRVector", rowVector(rr, rg, rb, rc));
+  setInput(matrix, "inputGVector", rowVector(gr, gg, gb, gc));
+  setInput(matrix, "inputBVector", rowVector(br, bg, bb, bc));
   return applyFilterForCIImage(image, matrix);
 }
 
 CIImageRef applyColorizeForCIImage(const CIImageRef& image, const NSColor& color, double hue,
                                    double intensity) {
   const CIFilterRef monochrome = filterWithDefaults("CIColorMonochrome");
-  set(monochrome, "inputColor", CIColor::initWithColor(color));
-  set(monochrome, "inputIntensity", intensity / 100.0);
+  setInput(monochrome, "inputColor", CIColor::initWithColor(color));
+  setInput(monochrome, "inputIntensity", intensity / 100.0);
   const CIImageRef tinted = applyFilterForCIImage(image, monochrome);
 
   const CIFilterRef turn = filterWithDefaults("CIHueAdjust");
-  setText(turn, "inputAngle", hue / 1.8 / 100.0 * kRoughPi);
+  setTextInput(turn, "inputAngle", hue / 1.8 / 100.0 * kAnglePi);
   return applyFilterForCIImage(tinted, turn);
 }
 
 CIImageRef applyHueOrSaturationForCIImage(const CIImageRef& image, double hue, double saturation,
                                           double lightness) {
   const CIFilterRef controls = filterWithDefaults("CIColorControls");
-  setText(controls, "inputSaturation", (100.0 + saturation) / 100.0);
-  setText(controls, "inputBrightness", lightness / 100.0);
+  setTextInput(controls, "inputSaturation", (100.0 + saturation) / 100.0);
+  setTextInput(controls, "inputBrightness", lightness / 100.0);
   const CIImageRef saturated = applyFilterForCIImage(image, controls);
 
   const CIFilterRef turn = filterWithDefaults("CIHueAdjust");
-  setText(turn, "inputAngle", hue / 180.0 * kRoughPi);
+  setTextInput(turn, "inputAngle", hue / 180.0 * kAnglePi);
   return applyFilterForCIImage(saturated, turn);
 }
 
 CIImageRef applyBrightnessAndContrastForCIImage(const CIImageRef& image, double brightness,
                                                 double contrast) {
   const CIFilterRef controls = filterWithDefaults("CIColorControls");
-  setText(controls, "inputBrightness", brightness / 100.0);
+  setTextInput(controls, "inputBrightness", brightness / 100.0);
   const float slider = 100.0F + static_cast<float>(contrast);
-  setText(controls, "inputContrast", brightcon_contrastFilterValueFromSliderValue(slider));
+  setTextInput(controls, "inputContrast", brightcon_contrastFilterValueFromSliderValue(slider));
   return applyFilterForCIImage(image, controls);
 }
 

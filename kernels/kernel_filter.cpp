@@ -1,17 +1,22 @@
 #include "kernels/kernel_filter.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace kelvo {
 
-void compileKernelOnce(CIKernelRef& kernel, std::string_view source) {
+void KernelFilter::compileKernelOnce(CIKernelRef& kernel, std::string_view source) {
   if (kernel) return;
   const std::vector<CIKernelRef> kernels = CIKernel::kernelsWithString(source);
   if (!kernels.empty()) kernel = kernels.front();
 }
 
-FilterAttributes kernelFilterAttributes(std::string displayName,
-                                        std::vector<std::string> categories) {
-  return {{kCIAttributeFilterDisplayName, std::move(displayName)},
-          {kCIAttributeFilterCategories, std::move(categories)}};
+CIImageRef KernelFilter::applyToImage(const CIKernelRef& kernel, const CIImageRef& image,
+                                      std::vector<CIKernelArgument> further) {
+  const CISampler sampler = CISampler::samplerWithImage(image);
+  std::vector<CIKernelArgument> arguments{sampler};
+  std::ranges::move(further, std::back_inserter(arguments));
+  return apply(kernel, std::move(arguments), {{kCIApplyOptionDefinition, sampler.definition()}});
 }
 
 std::vector<std::string> commonKernelFilterCategories() {

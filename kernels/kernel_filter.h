@@ -1,24 +1,43 @@
 #pragma once
 
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/image/ci_filter.h"
 
+namespace kelvo {
+
 // What the five filters of our own share. Each is a class with one member per input, named like its
 // key; its kernel is compiled by the first instance and kept for the process in a global that all
 // instances share. A source that does not compile leaves the global empty, and every output of the
 // filter is then empty.
-namespace kelvo {
+class KernelFilter : public CIFilter {
+ protected:
+  // Compiles the first kernel of `source` into `kernel` if that is still empty. Not guarded: the
+  // first instances of a class are made on one thread.
+  static void compileKernelOnce(CIKernelRef& kernel, std::string_view source);
 
-// Compiles the first kernel of `source` into `kernel` if that is still empty. Not guarded: the
-// first instances of a class are made on one thread.
-void compileKernelOnce(CIKernelRef& kernel, std::string_view source);
+  // The kernel over the image, its further arguments after the image's sampler; it covers the
+  // image's extent.
+  static CIImageRef applyToImage(const CIKernelRef& kernel, const CIImageRef& image,
+                                 std::vector<CIKernelArgument> further);
 
-// What is told to the registry: a display name and the categories in order.
-FilterAttributes kernelFilterAttributes(std::string displayName,
-                                        std::vector<std::string> categories);
+  // Tells the registry of the class, once per process.
+  template <typename Class>
+  static void registerOnce(const char* name, const char* displayName,
+                           std::vector<std::string> categories) {
+    static std::once_flag registered;
+    std::call_once(registered, [&] {
+      registerFilterName_constructor_classAttributes(
+          name, Class::filterWithName,
+          {{kCIAttributeFilterDisplayName, std::string(displayName)},
+           {kCIAttributeFilterCategories, std::move(categories)}});
+    });
+  }
+};
 
 // The categories of every kernel filter but the curves filter.
 std::vector<std::string> commonKernelFilterCategories();

@@ -1,9 +1,5 @@
 #include "kernels/threshold_filter.h"
 
-#include <mutex>
-
-#include "kernels/kernel_filter.h"
-
 namespace kelvo {
 
 CIKernelRef tqThresholKernel;
@@ -11,10 +7,8 @@ CIKernelRef tqThresholKernel;
 namespace {
 
 constexpr std::string_view kSource =
-    "kernel vec4 NI_threshold(sampler image, float threshold){"
-    "\tfloat pass = 1.0;"
-    "\tfloat fail = 0.0;"
-    "\tfloat sharpness = 1.0;"
+    "kernel vec4 NI_threshold(sampler image, float threshold){\tfloat pass = 1.0;"
+    "\tfloat fail = 0.0;\tfloat sharpness = 1.0;"
     "\tconst vec4\tvec_Y = vec4( 0.299, 0.587, 0.114, 0.0 );"
     "\tvec4\t\tsrc = unpremultiply( sample(image, samplerCoord(image)) );"
     "\tfloat\t\tY = dot( src, vec_Y );"
@@ -22,18 +16,14 @@ constexpr std::string_view kSource =
     ");"
     "\tfloat\t\tr1 = r1_blend * pass + ( 1.0 - r1_blend ) * fail;"
     "\tfloat\t\tr2 = compare( Y - threshold, fail, pass);"
-    "\tsrc.rgb = vec3( compare( sharpness - 1.0, r1, r2) );"
-    "\treturn premultiply(src);}";
+    "\tsrc.rgb = vec3( compare( sharpness - 1.0, r1, r2) );\treturn premultiply(src);"
+    "}";
 
 }  // namespace
 
 void TQTresholdFilter::initialize() {
-  static std::once_flag registered;
-  std::call_once(registered, [] {
-    registerFilterName_constructor_classAttributes(
-        "TQTresholdFilter", filterWithName,
-        kernelFilterAttributes("Custom Thresh Filter", commonKernelFilterCategories()));
-  });
+  registerOnce<TQTresholdFilter>("TQTresholdFilter", "Custom Thresh Filter",
+                                 commonKernelFilterCategories());
 }
 
 CIFilterRef TQTresholdFilter::filterWithName(std::string_view) {
@@ -48,9 +38,7 @@ TQTresholdFilter::TQTresholdFilter() {
 }
 
 CIImageRef TQTresholdFilter::outputImage() const {
-  const CISampler sampler = CISampler::samplerWithImage(inputImage);
-  return apply(tqThresholKernel, {sampler, kernelArgument(threshold)},
-               {{kCIApplyOptionDefinition, sampler.definition()}});
+  return applyToImage(tqThresholKernel, inputImage, {kernelArgument(threshold)});
 }
 
 }  // namespace kelvo

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/image/ci_filter.h"
+#include "kernels/kernel_filter.h"
 
 namespace kelvo {
 
@@ -11,7 +11,7 @@ extern CIKernelRef tqThresholKernel;
 
 // Black where the luma 0.299 r + 0.587 g + 0.114 b lies below "threshold" (0…1), white elsewhere;
 // alpha stays.
-class TQTresholdFilter final : public CIFilter {
+class TQTresholdFilter final : public KernelFilter {
  public:
   static void initialize();  // registers the class; once per process
   static CIFilterRef filterWithName(std::string_view name);

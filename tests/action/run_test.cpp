@@ -108,7 +108,7 @@ TEST_F(Run, ResultsComeInInputOrderAndFailedFilesAreLeftOut) {
 TEST_F(Run, APathThatDoesNotExistIsASourceProblem) {
   EXPECT_TRUE(run({directory_.file("nothing.jpg")}).empty());
   ASSERT_EQ(log_.texts(), (std::vector<std::string>{kSourceProblem}));
-  EXPECT_NE(log_.lines()[0].detail.find("No such file"), std::string::npos)
+  EXPECT_NE(log_.lines()[0].detail.find("no such file"), std::string::npos)
       << log_.lines()[0].detail;
 }
 
