@@ -1,0 +1,136 @@
+#include "host/arguments/help.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+
+#include "host/arguments/run_options.h"
+#include "host/version.h"
+#include "platform/foundation/parameter_value.h"
+
+namespace kelvo::host {
+namespace {
+
+constexpr std::size_t kColumn = 26;  // where the explanations begin
+
+std::string line(std::string_view left, std::string_view right) {
+  if (left.size() + 4 > kColumn) {
+    return fmt::format("  {}\n{:{}}{}\n", left, "", kColumn, right);
+  }
+  return fmt::format("  {:<{}}{}\n", left, kColumn - 2, right);
+}
+
+std::string shortNumber(double number) { return ParameterValue(number).stringValue(); }
+
+std::string optionNames(const RunOption& option) {
+  std::string names(option.names);
+  const std::size_t comma = names.find(',');
+  if (comma != std::string::npos) {
+    names.insert(comma + 1, " ");
+  }
+  if (!option.value.empty()) {
+    names.append(" ").append(option.value);
+  }
+  return names;
+}
+
+std::string runOptionsHelp() {
+  std::string text = "Options:\n";
+  for (const RunOption& option : runOptions()) {
+    text += line(optionNames(option), option.help);
+  }
+  text += line("-h, --help", "print this help");
+  return text;
+}
+
+constexpr std::string_view kOutcome =
+    "The rewritten files' names go to standard output, in the order of the input.\n"
+    "Exit status: 0 all files were rewritten, 1 some were not, 2 wrong usage,\n"
+    "130 interrupted.\n";
+
+std::string initialText(const Setting& setting) {
+  return setting.kind == SettingKind::color ? std::string(setting.initial)
+                                            : shortNumber(doubleValue(setting.initial));
+}
+
+}  // namespace
+
+std::string rangeText(const Setting& setting) {
+  std::string text = shortNumber(setting.low) + " to " + shortNumber(setting.high);
+  if (!setting.unit.empty()) {
+    text.append(" ").append(setting.unit);
+  }
+  return text;
+}
+
+std::string versionText() { return fmt::format("kelvo {}\n", kVersion); }
+
+std::string generalHelp() {
+  std::string text =
+      "Adjusts the colour and tone of photographs, every frame of every file, in place.\n"
+      "\n"
+      "Usage: kelvo ADJUSTMENT [SETTINGS] [OPTIONS] FILE...\n"
+      "       kelvo run [WORKFLOW] [--set KEY=VALUE]... [OPTIONS] FILE...\n"
+      "       kelvo formats | --version | --help\n"
+      "\n"
+      "Adjustments:\n";
+  for (const Adjustment& adjustment : adjustments()) {
+    text += line(adjustment.name, adjustment.available ? std::string(adjustment.summary)
+                                                       : fmt::format("{} (not in this version)",
+                                                                     adjustment.summary));
+  }
+  text += "\nOther commands:\n";
+  text += line("run", "runs a saved workflow, a file whose name ends in .kelvo");
+  text += line("formats", "lists the image formats");
+  text += "\nkelvo ADJUSTMENT --help lists its settings, their ranges and an example.\n\n";
+  text += runOptionsHelp();
+  text += line("--version", "print the version");
+  text += "\n";
+  text += kOutcome;
+  return text;
+}
+
+std::string adjustmentHelp(const Adjustment& adjustment) {
+  std::string text = fmt::format("{}: {}.\n\nUsage: kelvo {} {}[OPTIONS] FILE...\n\n",
+                                 adjustment.title, adjustment.summary, adjustment.name,
+                                 adjustment.settings.empty() ? "" : "[SETTINGS] ");
+  if (!adjustment.settings.empty()) {
+    text += "Settings:\n";
+    for (const Setting& setting : adjustment.settings) {
+      const bool color = setting.kind == SettingKind::color;
+      const std::string range = color ? "" : rangeText(setting) + ", ";
+      text += line(fmt::format("--{} {}", setting.option, color ? "COLOR" : "N"),
+                   fmt::format("{} ({}default {})", setting.help, range, initialText(setting)));
+    }
+    text += "\n";
+  }
+  text += runOptionsHelp();
+  text += fmt::format("\n{}\nExample: kelvo {}{}{} photo.jpg\n", kOutcome, adjustment.name,
+                      adjustment.example.empty() ? "" : " ", adjustment.example);
+  return text;
+}
+
+std::string runHelp() {
+  std::string text =
+      "Runs a saved workflow over files; without WORKFLOW, the action with its defaults.\n"
+      "\n"
+      "Usage: kelvo run [WORKFLOW] [--set KEY=VALUE]... [OPTIONS] FILE...\n"
+      "\n"
+      "The first name is taken for the workflow if it ends in .kelvo.\n"
+      "\n"
+      "Settings:\n";
+  text += line("--set KEY=VALUE", "set one parameter of every action, whatever the workflow says");
+  text += "\n";
+  text += runOptionsHelp();
+  text +=
+      fmt::format("\n{}\nExample: kelvo run print.kelvo --set posterizeSlider=4 *.tif\n", kOutcome);
+  return text;
+}
+
+std::string formatsHelp() {
+  return "Lists the image formats, their type identifiers and whether they are written.\n"
+         "\n"
+         "Usage: kelvo formats\n";
+}
+
+}  // namespace kelvo::host

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <signal.h>
+
+namespace kelvo::host {
+
+// While it lives, Ctrl-C, a termination request and a closed terminal are counted instead of ending
+// the process, and a closed pipe is an error of the write. The signals arrive only while waiting
+// with waitMask(). What the process was told to ignore stays ignored. One at a time.
+class Interrupts {
+ public:
+  Interrupts();
+  ~Interrupts();
+  Interrupts(const Interrupts&) = delete;
+  Interrupts& operator=(const Interrupts&) = delete;
+
+  [[nodiscard]] int count() const;
+  [[nodiscard]] const sigset_t& waitMask() const { return waitMask_; }
+
+ private:
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+  sigset_t oldMask_{};
+  sigset_t waitMask_{};
+  struct sigaction oldActions_[3] = {};
+  struct sigaction oldPipe_ = {};
+};
+
+}  // namespace kelvo::host

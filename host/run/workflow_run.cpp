@@ -1,0 +1,324 @@
+#include "host/run/workflow_run.h"
+
+#include <fmt/format.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <numeric>
+#include <system_error>
+#include <utility>
+
+#include "host/run/progress_bar.h"
+#include "platform/foundation/system_log.h"
+
+namespace kelvo::host {
+namespace {
+
+constexpr std::chrono::milliseconds kRefresh{100};
+
+bool wantsProgress(const RunSettings& settings) {
+  return !settings.quiet &&
+         (settings.progress == ProgressWanted::always ||
+          (settings.progress == ProgressWanted::automatic && ::isatty(STDERR_FILENO) != 0));
+}
+
+std::size_t terminalColumns() {
+  winsize size{};
+  if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1) {
+    return size.ws_col - 1U;  // the last column would make some terminals wrap
+  }
+  return 79;
+}
+
+std::size_t availableProcessors() {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  if (::sched_getaffinity(0, sizeof processors, &processors) != 0) {
+    return 1;
+  }
+  return std::max<std::size_t>(1, static_cast<std::size_t>(CPU_COUNT(&processors)));
+}
+
+bool isWarning(std::string_view text) { return text.starts_with("Warning"); }
+
+// The name without symbolic links; the name itself if there is no such file.
+std::string realName(const std::string& path) {
+  std::error_code failed;
+  const auto real = std::filesystem::canonical(path, failed);
+  return failed ? path : real.string();
+}
+
+void join(std::string& messages, std::string_view message) {
+  if (!messages.empty()) {
+    messages += "; ";
+  }
+  messages += message;
+}
+
+}  // namespace
+
+WorkflowRun::WorkflowRun(RunPlan plan, std::optional<OutputDirectory> output,
+                         const Interrupts& interrupts, Console& console)
+    : plan_(std::move(plan)),
+      output_(std::move(output)),
+      interrupts_(interrupts),
+      console_(console),
+      showProgress_(wantsProgress(plan_.settings)),
+      same_(findSameFiles(plan_.files)),
+      records_(plan_.files.size()) {}
+
+bool WorkflowRun::run() {
+  for (std::size_t step = 0; step < plan_.steps.size() && interrupts_.count() == 0; ++step) {
+    runStep(step);
+  }
+  settleUnfinished();
+  emitSettled();
+  console_.progress({});
+  if (showProgress_) {
+    const double seconds = std::chrono::duration<double>(Clock::now() - started_).count();
+    console_.message(
+        fmt::format("kelvo: {} of {} files {} in {:.1f} s", rewritten_, records_.size(),
+                    plan_.settings.dryRun ? "would be rewritten" : "rewritten", seconds));
+  }
+  return rewritten_ == records_.size();
+}
+
+void WorkflowRun::runStep(std::size_t step) {
+  step_ = step;
+  std::vector<std::size_t> files;
+  for (std::size_t file = 0; file < records_.size(); ++file) {
+    if (records_[file].outcome == Outcome::waiting) {
+      files.push_back(file);
+    }
+  }
+  if (files.empty()) {
+    return;
+  }
+  stepStarted_ = Clock::now();
+  doneFiles_ = 0;
+  doneBytes_ = 0;
+  stepFiles_ = files.size();
+  stepBytes_ = std::accumulate(
+      files.begin(), files.end(), std::uint64_t{0},
+      [this](std::uint64_t sum, std::size_t file) { return sum + same_.bytes[file]; });
+  const PlannedStep& planned = plan_.steps[step];
+  const RunSettings& settings = plan_.settings;
+  const std::size_t workers = jobs(files.size());
+  SetupMessage setup;
+  setup.bundlePath = planned.bundlePath;
+  setup.parameters = planned.parameters;
+  setup.maxPixels = settings.maxPixels;
+  setup.maxFrames = settings.maxFrames;
+  setup.maxMemoryBytes = std::max<std::uint64_t>(1, settings.maxMemoryBytes / workers);
+  setup.keepDepth = settings.keepDepth;
+  setup.keepTimes = settings.keepTimes;
+  setup.breakLinks = settings.breakLinks;
+  setup.dryRun = settings.dryRun;
+  Scheduler scheduler(std::move(setup), workers,
+                      showProgress_ ? kRefresh : std::chrono::milliseconds{0}, interrupts_,
+                      console_, *this);
+  const auto failure = scheduler.run(files, same_.group);
+  if (!failure || interrupts_.count() > 0) {
+    return;
+  }
+  const std::string reason = "the action '" + planned.action + "' cannot be run: " + *failure;
+  console_.message("kelvo: " + reason);
+  for (std::size_t file = 0; file < records_.size(); ++file) {
+    if (records_[file].outcome == Outcome::waiting) {
+      join(records_[file].errors, reason);
+      settle(file, false);
+    }
+  }
+}
+
+FileMessage WorkflowRun::begin(std::size_t file) {
+  ++inWork_;
+  FileMessage message;
+  message.path = targetPath(file);
+  if (step_ == 0 && output_) {
+    message.copyFrom = plan_.files[file];
+  }
+  // A backup holds what was there before the run, so there is one a file.
+  const bool first = step_ == 0 && (same_.group[file] == 0 ||
+                                    !rewrittenNames_.contains(realName(plan_.files[file])));
+  if (first) {
+    message.backupSuffix = plan_.settings.backupSuffix;
+  }
+  return message;
+}
+
+void WorkflowRun::logged(std::optional<std::size_t> file, const LogMessage& message) {
+  if (file) {
+    tell(*file, {message.text, plan_.files[*file], message.detail});
+    return;
+  }
+  const LogRecord record{message.text, message.path, message.detail};
+  if (!plan_.settings.quiet || !isWarning(message.text)) {
+    console_.message(formatLogRecord(record));
+  }
+  writeToSystemLog(record);
+}
+
+void WorkflowRun::finished(std::size_t file, TaskResult result) {
+  --inWork_;
+  ++doneFiles_;
+  doneBytes_ += same_.bytes[file];
+  if (!result.crash.empty()) {
+    tell(file, {"Error: " + result.crash, plan_.files[file], {}});
+  }
+  noteResult(file, result);
+  const bool rewritten = result.done.rewritten;
+  if (!rewritten || step_ + 1 == plan_.steps.size()) {
+    settle(file, rewritten);
+  }
+  emitSettled();
+}
+
+void WorkflowRun::noteResult(std::size_t file, const TaskResult& result) {
+  FileRecord& record = records_[file];
+  const DoneMessage& done = result.done;
+  record.seconds += result.seconds;
+  record.frames = std::max(record.frames, done.frames);
+  if (step_ == 0) {
+    record.sourceDepth = done.sourceDepth;
+  }
+  for (const std::string& warning : done.warnings) {
+    tellWarning(file, warning);
+  }
+  if (!done.rewritten) {
+    return;
+  }
+  record.writtenDepth = done.writtenDepth;
+  ++record.actionsDone;
+  if (same_.group[file] != 0) {
+    rewrittenNames_.insert(realName(plan_.files[file]));
+  }
+  if (step_ == 0 && done.writtenDepth != 0 && done.sourceDepth > done.writtenDepth) {
+    tellWarning(file, fmt::format("{} bits a channel became {}; --depth keep keeps them",
+                                  done.sourceDepth, done.writtenDepth));
+  }
+}
+
+// The last word about a file.
+void WorkflowRun::settle(std::size_t file, bool rewritten) {
+  FileRecord& record = records_[file];
+  bool good = rewritten;
+  if (good && output_ && !plan_.settings.dryRun) {
+    if (const auto published = output_->publish(plan_.files[file]); !published) {
+      tell(file, {"Error: Cann't finalize", plan_.files[file], published.error().message});
+      good = false;
+    }
+  }
+  if (output_ && (!good || plan_.settings.dryRun)) {
+    output_->discard(plan_.files[file]);
+  }
+  if (!good && record.errors.empty() && record.warnings.empty()) {
+    tell(file, {"Error: the action did not rewrite the file", plan_.files[file], {}});
+  }
+  if (!good && !output_ && record.actionsDone > 0 && !plan_.settings.dryRun) {
+    tellWarning(file, fmt::format("{} of {} actions have rewritten the file", record.actionsDone,
+                                  plan_.steps.size()));
+  }
+  record.outcome = good                    ? Outcome::rewritten
+                   : record.errors.empty() ? Outcome::skipped
+                                           : Outcome::failed;
+  rewritten_ += good ? 1 : 0;
+}
+
+// What an interrupt has kept from its turn.
+void WorkflowRun::settleUnfinished() {
+  for (std::size_t file = emitted_; file < records_.size(); ++file) {
+    FileRecord& record = records_[file];
+    if (record.outcome != Outcome::waiting) {
+      continue;
+    }
+    if (record.actionsDone > 0) {
+      settle(file, false);
+    }
+    record.outcome = Outcome::notRun;
+    if (record.errors.empty()) {
+      join(record.errors, "the run was interrupted");
+    }
+  }
+}
+
+void WorkflowRun::tell(std::size_t file, const LogRecord& record) {
+  const bool warning = isWarning(record.text);
+  if (!warning || !plan_.settings.quiet) {
+    console_.message(formatLogRecord(record));
+  }
+  join(warning ? records_[file].warnings : records_[file].errors,
+       formatLogRecord({record.text, {}, record.detail}));
+  writeToSystemLog(record);
+}
+
+void WorkflowRun::tellWarning(std::size_t file, const std::string& warning) {
+  const std::string text = "Warning: " + warning;
+  tell(file, {text, plan_.files[file], {}});
+}
+
+void WorkflowRun::tick() {
+  if (interrupts_.count() > 0 && !std::exchange(interruptTold_, true)) {
+    tellInterrupt();
+  }
+  if (showProgress_ && Clock::now() - drawn_ >= kRefresh) {
+    drawProgress();
+  }
+}
+
+void WorkflowRun::tellInterrupt() {
+  if (plan_.settings.quiet) {
+    return;
+  }
+  console_.message(inWork_ == 0 ? std::string("kelvo: interrupted")
+                                : fmt::format("kelvo: interrupted; finishing the files being "
+                                              "worked on ({}), a second Ctrl-C stops them",
+                                              inWork_));
+}
+
+void WorkflowRun::drawProgress() {
+  drawn_ = Clock::now();
+  ProgressState state;
+  state.doneFiles = doneFiles_;
+  state.totalFiles = stepFiles_;
+  state.doneBytes = doneBytes_;
+  state.totalBytes = stepBytes_;
+  state.seconds = std::chrono::duration<double>(drawn_ - stepStarted_).count();
+  state.step = step_ + 1;
+  state.steps = plan_.steps.size();
+  console_.progress(renderProgress(state, terminalColumns()));
+}
+
+void WorkflowRun::emitSettled() {
+  while (emitted_ < records_.size() && records_[emitted_].outcome != Outcome::waiting) {
+    FileRecord& record = records_[emitted_];
+    const std::string path = resultPath(emitted_);
+    if (plan_.settings.json) {
+      console_.result(jsonRecord(record, plan_.files[emitted_], path, plan_.settings.dryRun));
+    } else if (record.outcome == Outcome::rewritten) {
+      console_.result(path + (plan_.settings.printNul ? '\0' : '\n'));
+    }
+    // Told, and not needed any more.
+    record.errors = std::string();
+    record.warnings = std::string();
+    ++emitted_;
+  }
+}
+
+std::string WorkflowRun::targetPath(std::size_t file) const {
+  return output_ ? output_->stagedPath(plan_.files[file]) : plan_.files[file];
+}
+
+std::string WorkflowRun::resultPath(std::size_t file) const {
+  return output_ ? output_->finalPath(plan_.files[file]) : plan_.files[file];
+}
+
+std::size_t WorkflowRun::jobs(std::size_t files) const {
+  const std::size_t wanted = plan_.settings.jobs > 0 ? plan_.settings.jobs : availableProcessors();
+  return std::min(wanted, files);
+}
+
+}  // namespace kelvo::host

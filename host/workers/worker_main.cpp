@@ -1,0 +1,151 @@
+#include "host/workers/worker_main.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "host/workers/channel.h"
+#include "host/workers/file_copy.h"
+#include "host/workers/worker_process.h"
+#include "platform/foundation/ns_log.h"
+#include "platform/workflow/action_loading.h"
+
+namespace kelvo::host {
+namespace {
+
+// The host is gone or talks nonsense: there is nobody left to work for.
+constexpr int kAbandoned = 3;
+
+class Worker {
+ public:
+  explicit Worker(Channel channel) : channel_(std::move(channel)) {}
+
+  int run() {
+    // Actions may log from threads of their own.
+    setLogSink([this](const LogRecord& record) {
+      send(LogMessage{std::string(record.text), std::string(record.path),
+                      std::string(record.detail)});
+    });
+    const int status = serve();
+    setLogSink({});
+    return status;
+  }
+
+ private:
+  int serve() {
+    while (auto message = receive()) {
+      if (const auto* setup = std::get_if<SetupMessage>(&*message)) {
+        prepare(*setup);
+      } else if (const auto* file = std::get_if<FileMessage>(&*message);
+                 file != nullptr && loaded_.action) {
+        adjust(*file);
+      } else {
+        return kAbandoned;
+      }
+    }
+    return EXIT_SUCCESS;
+  }
+
+  void prepare(const SetupMessage& setup) {
+    auto loaded = loadAction(setup.bundlePath);
+    if (!loaded) {
+      send(SetupFailedMessage{loaded.error().message});
+      return;
+    }
+    loaded_ = std::move(loaded).value();
+    loaded_.action->setParameters(setup.parameters);
+    options_.replace.limits = {setup.maxPixels, setup.maxFrames, setup.maxMemoryBytes};
+    options_.replace.encode.keepDepth = setup.keepDepth;
+    options_.replace.keepTimes = setup.keepTimes;
+    options_.replace.breakLinks = setup.breakLinks;
+    options_.replace.dryRun = setup.dryRun;
+    options_.onFile = [this](const FileOutcome& outcome) { outcome_ = outcome; };
+    loaded_.action->setRunOptions(options_);
+    loaded_.action->opened();
+    send(ReadyMessage{});
+  }
+
+  void adjust(const FileMessage& file) {
+    DoneMessage done;
+    if (file.copyFrom.empty() || copy(file)) {
+      if (options_.replace.backupSuffix != file.backupSuffix) {
+        options_.replace.backupSuffix = file.backupSuffix;
+        loaded_.action->setRunOptions(options_);
+      }
+      outcome_.reset();
+      const WorkflowValue result =
+          loaded_.action->runWithInput_fromAction_error(PathList{file.path}, nullptr, nullptr);
+      const auto* rewritten = std::get_if<PathList>(&result);
+      done.rewritten = rewritten != nullptr && !rewritten->empty();
+    }
+    if (outcome_) {
+      done.frames = outcome_->frames;
+      done.sourceDepth = outcome_->sourceDepth;
+      done.writtenDepth = outcome_->writtenDepth;
+      done.warnings = std::move(outcome_->warnings);
+    }
+    send(std::move(done));
+  }
+
+  bool copy(const FileMessage& file) {
+    outcome_.reset();
+    const auto failure = copyFile(file.copyFrom, file.path);
+    if (failure) {
+      const LogSubject subject(file.copyFrom);
+      NSLog(failure->source ? "Error: Cann't load this file, source problem"
+                            : "Error: Cann't make the copy",
+            failure->message);
+    }
+    return !failure;
+  }
+
+  // Absent when the host has closed the channel.
+  std::optional<Message> receive() {
+    while (true) {
+      auto next = channel_.next();
+      if (!next) {
+        ::_exit(kAbandoned);
+      }
+      if (*next) {
+        return std::move(**next);
+      }
+      if (!channel_.receive(true)) {
+        return std::nullopt;
+      }
+    }
+  }
+
+  void send(const Message& message) {
+    const std::lock_guard lock(sending_);
+    if (!channel_.send(message)) {
+      ::_exit(kAbandoned);
+    }
+  }
+
+  Channel channel_;
+  std::mutex sending_;
+  LoadedAction loaded_;
+  RunOptions options_;
+  std::optional<FileOutcome> outcome_;
+};
+
+}  // namespace
+
+int workerMain(const std::string& host) {
+  // Dies with its host, also while it is working on a file: files are replaced whole or not at all.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (std::to_string(::getppid()) != host) {
+    return kAbandoned;
+  }
+  // Nothing that the action starts shares the socket.
+  ::fcntl(kWorkerSocket, F_SETFD, FD_CLOEXEC);
+  return Worker(Channel(Descriptor(kWorkerSocket))).run();
+}
+
+}  // namespace kelvo::host

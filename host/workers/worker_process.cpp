@@ -1,0 +1,130 @@
+#include "host/workers/worker_process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+extern char** environ;
+
+namespace kelvo::host {
+namespace {
+
+Error systemError(const char* what, int code) {
+  return {std::string(what) + ": " + std::generic_category().message(code)};
+}
+
+class SpawnPlan {
+ public:
+  SpawnPlan() {
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawnattr_init(&attributes_);
+  }
+  ~SpawnPlan() {
+    posix_spawnattr_destroy(&attributes_);
+    posix_spawn_file_actions_destroy(&actions_);
+  }
+  SpawnPlan(const SpawnPlan&) = delete;
+  SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+  // Whatever libraries print does not get into the host's result. Standard error stays.
+  bool prepare(int socket) {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    // The host decides when a worker stops; one Ctrl-C reaches the whole process group.
+    for (const int signal : {SIGINT, SIGHUP, SIGTERM, SIGQUIT}) {
+      sigaddset(&blocked, signal);
+    }
+    return posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0) ==
+               0 &&
+           posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0) ==
+               0 &&
+           posix_spawn_file_actions_adddup2(&actions_, socket, kWorkerSocket) == 0 &&
+           posix_spawnattr_setsigmask(&attributes_, &blocked) == 0 &&
+           posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK) == 0;
+  }
+
+  int run(pid_t& id) const {
+    std::string program = "kelvo";
+    std::string role = kWorkerArgument;
+    std::string host = std::to_string(::getpid());
+    const std::array<char*, 4> arguments = {program.data(), role.data(), host.data(), nullptr};
+    // The running program itself, even if its file has been replaced meanwhile.
+    return posix_spawn(&id, "/proc/self/exe", &actions_, &attributes_, arguments.data(), environ);
+  }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+  posix_spawnattr_t attributes_{};
+};
+
+}  // namespace
+
+Result<WorkerProcess> WorkerProcess::start(const SetupMessage& setup) {
+  std::array<int, 2> ends{};
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+    return systemError("no worker process can be started", errno);
+  }
+  Descriptor mine(ends[0]);
+  Descriptor theirs(ends[1]);
+  // Duplicating a descriptor onto itself would leave it marked to be closed.
+  if (theirs.number() == kWorkerSocket) {
+    theirs = Descriptor(::fcntl(kWorkerSocket, F_DUPFD_CLOEXEC, kWorkerSocket + 1));
+  }
+  SpawnPlan plan;
+  pid_t id = -1;
+  if (!theirs || !plan.prepare(theirs.number())) {
+    return systemError("no worker process can be started", ENOMEM);
+  }
+  if (const int failed = plan.run(id); failed != 0) {
+    return systemError("no worker process can be started", failed);
+  }
+  WorkerProcess worker(id, Channel(std::move(mine)));
+  // One that has died already shows when its channel is read.
+  worker.channel_.send(setup);
+  return worker;
+}
+
+WorkerProcess::WorkerProcess(WorkerProcess&& other) noexcept
+    : id_(std::exchange(other.id_, -1)), channel_(std::move(other.channel_)) {}
+
+WorkerProcess& WorkerProcess::operator=(WorkerProcess&& other) noexcept {
+  if (this != &other) {
+    reap();
+    id_ = std::exchange(other.id_, -1);
+    channel_ = std::move(other.channel_);
+  }
+  return *this;
+}
+
+WorkerProcess::~WorkerProcess() { reap(); }
+
+void WorkerProcess::kill() {
+  if (id_ > 0) {
+    ::kill(id_, SIGKILL);
+  }
+}
+
+std::string WorkerProcess::reap() {
+  channel_ = Channel();
+  if (id_ <= 0) {
+    return {};
+  }
+  int status = 0;
+  while (::waitpid(id_, &status, 0) < 0 && errno == EINTR) {
+  }
+  id_ = -1;
+  if (WIFSIGNALED(status)) {
+    return "the worker process crashed (signal " + std::to_string(WTERMSIG(status)) + ")";
+  }
+  return "the worker process ended by itself (exit status " + std::to_string(WEXITSTATUS(status)) +
+         ")";
+}
+
+}  // namespace kelvo::host
