@@ -120,7 +120,7 @@ bool identical(float a, float b) {
 
 bool close(float a, float b, unsigned ulps) {
   if (identical(a, b)) return true;
-  if (!std::isfinite(a) || !std::isfinite(b)) return false;
+  if (ulps == 0 || !std::isfinite(a) || !std::isfinite(b)) return false;
   if (std::fabs(a - b) <= 1e-6F) return true;
   // The bits as numbers in the order of the floats.
   const auto ordered = [](float x) {

@@ -42,7 +42,7 @@ std::string readFile(const std::string& path);
 
 // Equal bits, but all values that are not a number count as equal.
 bool identical(float a, float b);
-// identical, or at most `ulps` representable floats apart, or at most 1e-6 apart.
+// identical; or, unless `ulps` is 0, at most `ulps` representable floats or 1e-6 apart.
 bool close(float a, float b, unsigned ulps);
 
 }  // namespace kelvo::kernel_language
