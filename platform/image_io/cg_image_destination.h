@@ -13,12 +13,12 @@ namespace kelvo {
 
 // How files are replaced.
 struct ReplaceOptions {
-  Limits limits;
-  EncodeOptions encode;
-  bool keepTimes = false;    // the new file takes the old one's access and modification times
-  bool breakLinks = false;   // replace a file that has more than one hard link
-  bool dryRun = false;       // everything but the replacement
-  std::string backupSuffix;  // not empty: the old file stays under its name plus this
+  Limits limits = {};
+  EncodeOptions encode = {};
+  bool keepTimes = false;         // the new file takes the old one's access and modification times
+  bool breakLinks = false;        // replace a file that has more than one hard link
+  bool dryRun = false;            // everything but the replacement
+  std::string backupSuffix = {};  // not empty: the old file stays under its name plus this
 };
 
 // A file being rewritten. Nothing at `url` changes before CGImageDestinationFinalize; a destination

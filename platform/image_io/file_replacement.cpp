@@ -210,13 +210,22 @@ Result<void> FileReplacement::lockTemporary() {
 
 Result<void> FileReplacement::sealContents() {
   warnings_ = copyAttributes(*fileSystem_, old_.get(), temporary_.get(), oldStatus_);
-  if (options_.keepTimes) {
-    const std::array times = {oldStatus_.st_atim, oldStatus_.st_mtim};
-    if (fileSystem_->futimens(temporary_.get(), times.data()) != 0) {
-      warnings_.push_back(errnoError("the times could not be kept", errno).message);
-    }
-  }
   // Contents and attributes must be on the disk before the name points at them.
+  return syncTemporary();
+}
+
+// After the new file was read back, which counts as an access.
+Result<void> FileReplacement::keepTimes() {
+  if (!options_.keepTimes) return {};
+  const std::array times = {oldStatus_.st_atim, oldStatus_.st_mtim};
+  if (fileSystem_->futimens(temporary_.get(), times.data()) != 0) {
+    warnings_.push_back(errnoError("the times could not be kept", errno).message);
+    return {};
+  }
+  return syncTemporary();
+}
+
+Result<void> FileReplacement::syncTemporary() {
   if (fileSystem_->fsync(temporary_.get()) != 0) {
     return errnoError("the new file could not be written to the disk", errno);
   }
@@ -260,6 +269,7 @@ Result<void> FileReplacement::makeBackup() {
 
 Result<void> FileReplacement::commit() {
   if (options_.dryRun) return checkUnchanged();
+  if (auto kept = keepTimes(); !kept) return kept;
   // The name comes first: whoever holds it is alone in replacing this file, so that the check
   // after it cannot be overtaken by another run of ours.
   if (auto named = nameTemporary(); !named) return named;

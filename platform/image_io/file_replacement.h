@@ -18,7 +18,7 @@ struct ReplacementOptions {
   bool keepTimes = false;
   bool breakLinks = false;
   bool dryRun = false;
-  std::string backupSuffix;
+  std::string backupSuffix = {};
 };
 
 // One file on its way to being replaced: the old one, and a new one beside it in the same directory
@@ -63,6 +63,8 @@ class FileReplacement {
   Result<void> createTemporary();
   Result<void> createNamedTemporary();
   Result<void> lockTemporary();
+  Result<void> syncTemporary();
+  Result<void> keepTimes();
   Result<void> nameTemporary();
   Result<void> checkUnchanged();
   Result<void> makeBackup();

@@ -13,6 +13,11 @@ namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
 
+// Up to this size a file whose tables were made for it gets tables made for it again, which needs
+// all its coefficients at once (at most 1.5 MiB): in a small file the completed tables themselves,
+// some 700 bytes, would weigh too much.
+constexpr std::uint64_t kSmallPixels = 512 * 512;
+
 // Whether the scans send every bit of every coefficient: pictures may leave some out that were 0,
 // and after the adjustment they may not be.
 bool scansAreComplete(const Structure& structure) {
@@ -100,6 +105,7 @@ Error Compressor::failure() const {
 }
 
 void Compressor::prepare(const Structure& structure) {
+  bool tablesCompleted = false;
   for (std::size_t slot = 0; slot < kTableSlots; ++slot) {
     if (structure.dcTables[slot]) {
       dcTables_[slot] = completeTable(*structure.dcTables[slot], HuffmanKind::dc);
@@ -107,7 +113,11 @@ void Compressor::prepare(const Structure& structure) {
     if (structure.acTables[slot]) {
       acTables_[slot] = completeTable(*structure.acTables[slot], HuffmanKind::ac);
     }
+    tablesCompleted = tablesCompleted || dcTables_[slot] != structure.dcTables[slot] ||
+                      acTables_[slot] != structure.acTables[slot];
   }
+  optimizeSmall_ = !structure.arithmetic() && tablesCompleted &&
+                   std::uint64_t{structure.width} * structure.height <= kSmallPixels;
   if (!structure.severalScans() || !scansAreComplete(structure)) return;
   for (const Scan& scan : structure.scans) {
     jpeg_scan_info copy = {};
@@ -146,7 +156,10 @@ void Compressor::setTables(const Structure& structure) {
 }
 
 void Compressor::setScans(const Structure& structure) {
-  if (!structure.severalScans()) return;
+  if (!structure.severalScans()) {
+    info_.optimize_coding = optimizeSmall_ ? TRUE : FALSE;
+    return;
+  }
   // All coefficients are kept anyway, so the best tables cost one more pass and no more memory.
   info_.optimize_coding = structure.arithmetic() ? FALSE : TRUE;
   if (!scans_.empty()) {

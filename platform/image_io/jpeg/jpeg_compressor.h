@@ -64,6 +64,7 @@ class Compressor {
   jpeg_compress_struct info_ = {};
   std::array<std::optional<HuffmanTable>, kTableSlots> dcTables_;
   std::array<std::optional<HuffmanTable>, kTableSlots> acTables_;
+  bool optimizeSmall_ = false;
   std::vector<jpeg_scan_info> scans_;  // empty: the library's own choice
   bool created_ = false;
 };

@@ -1,0 +1,145 @@
+// Every system call of a replacement fails in turn; the file is the old or the new one, whole, and
+// what is left beside it, if anything, is gone after the next run.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "tests/image_io/replace/plain_format.h"
+#include "tests/image_io/replace/support.h"
+
+namespace kelvo::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+class FailingFileSystem final : public FileSystem {
+ public:
+  FailingFileSystem(int failingCall, bool nameless)
+      : remaining_(failingCall), nameless_(nameless) {}
+
+  [[nodiscard]] bool failed() const { return failed_; }
+
+  int openat(int at, const char* name, int flags, mode_t mode) override {
+    if (fails(EACCES)) return -1;
+    if (!nameless_ && (flags & O_TMPFILE) == O_TMPFILE) {
+      errno = EOPNOTSUPP;
+      return -1;
+    }
+    return FileSystem::openat(at, name, flags, mode);
+  }
+  ssize_t pwrite(int descriptor, const void* bytes, std::size_t count, off_t offset) override {
+    if (fails(ENOSPC)) {
+      // A full device takes what still fits first.
+      const ssize_t taken = FileSystem::pwrite(descriptor, bytes, count / 2, offset);
+      EXPECT_GE(taken, 0);
+      errno = ENOSPC;
+      return -1;
+    }
+    return FileSystem::pwrite(descriptor, bytes, count, offset);
+  }
+  int fsync(int descriptor) override { return fails(EIO) ? -1 : FileSystem::fsync(descriptor); }
+  int fchmod(int descriptor, mode_t mode) override {
+    return fails(EPERM) ? -1 : FileSystem::fchmod(descriptor, mode);
+  }
+  int fchown(int descriptor, uid_t owner, gid_t group) override {
+    return fails(EPERM) ? -1 : FileSystem::fchown(descriptor, owner, group);
+  }
+  int fsetxattr(int descriptor, const char* name, const void* value, std::size_t size) override {
+    return fails(ENOTSUP) ? -1 : FileSystem::fsetxattr(descriptor, name, value, size);
+  }
+  int futimens(int descriptor, const timespec times[2]) override {
+    return fails(EPERM) ? -1 : FileSystem::futimens(descriptor, times);
+  }
+  int flock(int descriptor, int operation) override {
+    return fails(ENOLCK) ? -1 : FileSystem::flock(descriptor, operation);
+  }
+  int linkat(int fromAt, const char* from, int toAt, const char* to, int flags) override {
+    return fails(EPERM) ? -1 : FileSystem::linkat(fromAt, from, toAt, to, flags);
+  }
+  int renameat(int at, const char* from, const char* to) override {
+    return fails(EIO) ? -1 : FileSystem::renameat(at, from, to);
+  }
+  int unlinkat(int at, const char* name) override {
+    return fails(EIO) ? -1 : FileSystem::unlinkat(at, name);
+  }
+
+ private:
+  bool fails(int code) {
+    if (remaining_-- != 0) return false;
+    failed_ = true;
+    errno = code;
+    return true;
+  }
+
+  int remaining_;
+  bool nameless_;
+  bool failed_ = false;
+};
+
+struct Case {
+  bool nameless;
+  bool backup;
+  bool debris;
+};
+
+class EveryFault : public ::testing::TestWithParam<Case> {};
+
+TEST_P(EveryFault, LeavesTheOldOrTheNewFileWhole) {
+  const auto [nameless, backup, debris] = GetParam();
+  const ReplaceOptions options = {.keepTimes = true, .backupSuffix = backup ? "~" : ""};
+  int call = 0;
+  int failures = 0;
+  for (;; ++call) {
+    SCOPED_TRACE(call);
+    ASSERT_LT(call, 100);
+    TemporaryDirectory directory;
+    const std::string file = directory.path("photo");
+    writeFile(file, plainFile('a'));
+    if (debris) {
+      // A run whose rename and clean-up both failed.
+      class Stuck : public FileSystem {
+       public:
+        int renameat(int, const char*, const char*) override { return fail(); }
+        int unlinkat(int, const char*) override { return fail(); }
+
+       private:
+        static int fail() {
+          errno = EIO;
+          return -1;
+        }
+      } stuck;
+      ASSERT_FALSE(rewritePlain(file, 'x', {}, stuck));
+      ASSERT_EQ(directory.names().size(), 2U);
+    }
+    FailingFileSystem failing(call, nameless);
+    const auto result = rewritePlain(file, 'b', options, failing);
+    EXPECT_EQ(readFile(file), plainFile(result ? 'b' : 'a'));
+    if (!result) ++failures;
+    const bool nothingLeft = result || !debris;
+    if (nothingLeft) {
+      if (result && backup) {
+        EXPECT_THAT(directory.names(), ElementsAre("photo", "photo~"));
+        EXPECT_EQ(readFile(file + "~"), plainFile('a'));
+      } else {
+        EXPECT_THAT(directory.names(), ElementsAre("photo"));
+      }
+    }
+    if (result && backup) std::filesystem::remove(file + "~");
+    ASSERT_TRUE(rewritePlain(file, 'c'));
+    EXPECT_EQ(readFile(file), plainFile('c'));
+    EXPECT_THAT(directory.names(), ElementsAre("photo"));
+    if (!failing.failed()) break;
+  }
+  // Opening (3), locking, writing (2 or more), syncing, naming, renaming.
+  EXPECT_GE(failures, 8);
+}
+
+INSTANTIATE_TEST_SUITE_P(Replace, EveryFault,
+                         ::testing::Values(Case{true, false, false}, Case{true, true, false},
+                                           Case{true, false, true}, Case{false, false, false},
+                                           Case{false, true, true}));
+
+}  // namespace
+}  // namespace kelvo::test
