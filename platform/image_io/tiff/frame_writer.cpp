@@ -81,7 +81,8 @@ class FrameWriter {
     return {};
   }
 
-  // Fills strile_ with one strip or tile. What lies outside the picture repeats its edge.
+  // Fills strile_ with one strip or tile. What lies outside the picture is zero, or repeats the
+  // picture's edge for JPEG, which would let a hard edge ring into the picture.
   void gather(std::span<const std::byte> band, std::uint32_t plane, std::uint32_t column,
               std::uint32_t rows) {
     const std::size_t sampleBytes = stored_.bits / 8;
@@ -93,8 +94,13 @@ class FrameWriter {
     strile_.resize(rows * strileRow);
     for (std::uint32_t y = 0; y < rows; ++y) {
       const std::span to = std::span(strile_).subspan(y * strileRow, strileRow);
+      const bool repeated = stored_.compression == kJpeg;
       if (y * rowBytes_ >= band.size()) {
-        std::memcpy(to.data(), to.data() - strileRow, strileRow);
+        if (repeated) {
+          std::memcpy(to.data(), to.data() - strileRow, strileRow);
+        } else {
+          std::fill(to.begin(), to.end(), std::byte{0});
+        }
         continue;
       }
       const auto pixels = band.subspan(y * rowBytes_ + left * pixelBytes, width * pixelBytes);
@@ -102,6 +108,11 @@ class FrameWriter {
         pickSample(pixels, sampleBytes, plane, stored_.samples, to.first(width * storedPixel));
       } else {
         std::memcpy(to.data(), pixels.data(), pixels.size());
+      }
+      if (!repeated) {
+        std::fill(to.begin() + static_cast<std::ptrdiff_t>(width * storedPixel), to.end(),
+                  std::byte{0});
+        continue;
       }
       for (std::size_t at = width * storedPixel; at < strileRow; at += storedPixel) {
         std::memcpy(to.data() + at, to.data() + at - storedPixel, storedPixel);

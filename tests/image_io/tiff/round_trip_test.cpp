@@ -1,0 +1,181 @@
+// Files of other programs, rewritten without an adjustment: the same pixels to the last bit in the
+// same arrangement, by another program's reading.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <tuple>
+
+#include "tests/image_io/tiff/tiff_test_support.h"
+
+namespace kelvo::tiff_test {
+namespace {
+
+struct Arrangement {
+  std::string name;
+  std::string options;  // of tiffcp
+};
+
+class RoundTrip
+    : public ::testing::TestWithParam<std::tuple<std::string, Arrangement, std::string>> {};
+
+// 101 x 67 is no multiple of any strip or tile.
+constexpr const char* kMakeSource =
+    "convert -seed 7 -size 101x67 plasma:red-blue -depth 8 -type TrueColor -compress None ";
+
+TEST_P(RoundTrip, KeepsPixelsAndArrangement) {
+  const auto& [byteOrder, arrangement, compression] = GetParam();
+  const Scratch scratch;
+  run(kMakeSource + scratch.path("source.tif"));
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  run("tiffcp " + byteOrder + " " + arrangement.options + " -c " + compression + " " +
+      scratch.path("source.tif") + " " + before);
+  const Bytes old = readFile(before);
+  const Bytes made = rewritten(old);
+  writeFile(after, made);
+  EXPECT_EQ(decodedElsewhere(before), decodedElsewhere(after));
+  EXPECT_EQ(structureElsewhere(before), structureElsewhere(after));
+  EXPECT_EQ(tagsElsewhere(before), tagsElsewhere(after));
+  // Byte order and version.
+  EXPECT_TRUE(std::equal(old.begin(), old.begin() + 4, made.begin()));
+  EXPECT_EQ(run("tiffinfo " + after + " 2>&1 >/dev/null"), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, RoundTrip,
+    ::testing::Combine(
+        ::testing::Values("-L", "-B", "-L -8", "-B -8"),
+        ::testing::Values(Arrangement{"RowStrips", "-s -r 1"}, Arrangement{"Strips", "-s -r 16"},
+                          Arrangement{"OneStrip", "-s -r 67"},
+                          Arrangement{"PlaneStrips", "-s -r 16 -p separate"},
+                          Arrangement{"Tiles", "-t -w 32 -l 48"},
+                          Arrangement{"PlaneTiles", "-t -w 48 -l 16 -p separate"}),
+        ::testing::Values("none", "lzw", "lzw:2", "zip:2", "packbits", "zstd:2", "lzma")),
+    [](const auto& test) {
+      std::string name =
+          std::get<0>(test.param) + std::get<1>(test.param).name + std::get<2>(test.param);
+      std::erase_if(name, [](char c) { return c == '-' || c == ' ' || c == ':'; });
+      return name;
+    });
+
+class SixteenBits : public ::testing::TestWithParam<std::string> {};
+
+TEST_P(SixteenBits, KeepTheirDepthWhenTheyArriveWithIt) {
+  const Scratch scratch;
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  run("convert -seed 7 -size 101x67 plasma:red-blue -depth 16 -type TrueColor " + GetParam() + " " +
+      before);
+  writeFile(after, rewritten(readFile(before)));
+  EXPECT_EQ(decodedElsewhere(before), decodedElsewhere(after));
+  EXPECT_EQ(structureElsewhere(before), structureElsewhere(after));
+}
+
+TEST_P(SixteenBits, AreStoredWithEightWhenTheyArriveWithEight) {
+  const Scratch scratch;
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  run("convert -seed 7 -size 101x67 plasma:red-blue -depth 16 -type TrueColor " + GetParam() + " " +
+      before);
+  const Bytes old = readFile(before);
+  const Bytes made = rewritten(old, {.rows = {}, .paletteColor = {}, .eightBits = true});
+  writeFile(after, made);
+  auto expected = decodedElsewhere(before);
+  for (std::uint16_t& sample : expected) {
+    sample = static_cast<std::uint16_t>((sample * 255U + 32767U) / 65535U * 257U);
+  }
+  EXPECT_EQ(expected, decodedElsewhere(after));
+  EXPECT_LT(made.size(), old.size() * 2 / 3);
+  std::string structure = structureElsewhere(before);
+  structure.replace(structure.find("Bits/Sample: 16"), 15, "Bits/Sample: 8");
+  EXPECT_EQ(structure, structureElsewhere(after));
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, SixteenBits,
+                         ::testing::Values("-compress None", "-endian MSB -compress None",
+                                           "-compress LZW", "-endian MSB -compress Zip",
+                                           "-interlace Plane -compress LZW",
+                                           "-endian MSB -interlace Plane -compress None",
+                                           "-define tiff:tile-geometry=32x32 -compress Zip"));
+
+TEST(TiffPages, AreAllRewrittenInOrder) {
+  const Scratch scratch;
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  run("convert -depth 8 -seed 3 \\( -size 40x30 plasma:red-blue -type TrueColor \\) "
+      "\\( -size 30x50 plasma:green-yellow -type TrueColor \\) "
+      "\\( -size 64x64 plasma:gray-navy -type TrueColor \\) -compress LZW " +
+      before);
+  const Bytes old = readFile(before);
+  ASSERT_EQ(open(old)->count(), 3U);
+  writeFile(after, rewritten(old));
+  for (int page = 0; page < 3; ++page) {
+    EXPECT_EQ(decodedElsewhere(before, page), decodedElsewhere(after, page)) << page;
+  }
+  EXPECT_EQ(structureElsewhere(before), structureElsewhere(after));
+}
+
+TEST(TiffPages, ThatHoldReducedPicturesAreFramesLikeAnyOther) {
+  TiffBuilder builder;
+  const auto large = builder.append(noise(std::size_t{32} * 32 * 3));
+  const auto small = builder.append(noise(std::size_t{8} * 8 * 3, 2));
+  auto fields = builder.rgbFields(8, 8, small);
+  fields.push_back(builder.longs(254, {1}));
+  const auto second = builder.directory(fields);
+  builder.setFirst(builder.directory(builder.rgbFields(32, 32, large), second));
+  const Bytes made = rewritten(builder.file(), {.rows =
+                                                    [](std::span<std::byte> rows) {
+                                                      for (std::byte& byte : rows) byte = ~byte;
+                                                    },
+                                                .paletteColor = {},
+                                                .eightBits = false});
+  for (std::size_t frame = 0; frame < 2; ++frame) {
+    auto expected = decoded(builder.file(), frame);
+    const auto actual = decoded(made, frame);
+    ASSERT_TRUE(expected.ok() && actual.ok());
+    for (std::byte& byte : *expected) byte = ~byte;
+    EXPECT_EQ(*expected, *actual);
+  }
+}
+
+TEST(TiffReversedBits, StayReversed) {
+  const Scratch scratch;
+  run(kMakeSource + scratch.path("source.tif"));
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  for (const std::string compression : {"none", "lzw", "zip"}) {
+    run("tiffcp -f lsb2msb -c " + compression + " " + scratch.path("source.tif") + " " + before);
+    writeFile(after, rewritten(readFile(before)));
+    EXPECT_EQ(decodedElsewhere(before), decodedElsewhere(after)) << compression;
+    EXPECT_EQ(structureElsewhere(before), structureElsewhere(after)) << compression;
+  }
+}
+
+TEST(TiffWebP, LosslessStaysLosslessAndLossyIsRefused) {
+  const Scratch scratch;
+  run(kMakeSource + scratch.path("source.tif"));
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  run("vips tiffsave " + scratch.path("source.tif") + " " + before +
+      " --compression webp --lossless");
+  writeFile(after, rewritten(readFile(before)));
+  EXPECT_EQ(decodedElsewhere(before), decodedElsewhere(after));
+  run("tiffcp -c webp:80 " + scratch.path("source.tif") + " " + before);
+  const auto refused = rewrite(readFile(before));
+  ASSERT_FALSE(refused.ok());
+  EXPECT_EQ(refused.error().message, "lossy WebP inside a TIFF is not rewritten");
+}
+
+// An unchanged uncompressed file is the same file, whatever lies in it.
+TEST(TiffRoundTrip, OfAnUncompressedFileGivesTheSameBytes) {
+  const Scratch scratch;
+  const std::string before = scratch.path("before.tif");
+  run(kMakeSource + before);
+  run("exiftool -overwrite_original -Artist=Somebody -GPSLatitude=47.5 -GPSLatitudeRef=N " +
+      before);
+  const Bytes old = readFile(before);
+  EXPECT_EQ(rewritten(old), old);
+}
+
+}  // namespace
+}  // namespace kelvo::tiff_test
