@@ -31,6 +31,10 @@ class ParameterValue {
   [[nodiscard]] float floatValue() const;
   // The text, or the number in decimal ("%d"; "%g" with enough digits to read back the same).
   [[nodiscard]] std::string stringValue() const;
+  // As it was given, for whoever stores or sends it.
+  [[nodiscard]] const std::variant<std::string, double, std::int64_t>& stored() const {
+    return value_;
+  }
 
   friend bool operator==(const ParameterValue&, const ParameterValue&) = default;
 

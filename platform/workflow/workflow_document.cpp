@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 #include <utility>
+#include <variant>
 
 #include "platform/foundation/file_text.h"
 #include "platform/foundation/json_text.h"
@@ -120,7 +121,7 @@ std::string formatWorkflow(const WorkflowDocument& document) {
   for (const WorkflowStep& step : document.actions) {
     nlohmann::ordered_json parameters = nlohmann::ordered_json::object();
     for (const auto& [key, value] : step.parameters.all()) {
-      parameters[key] = value.stringValue();
+      std::visit([&](const auto& stored) { parameters[key] = stored; }, value.stored());
     }
     actions.push_back({{"action", step.action}, {"parameters", std::move(parameters)}});
   }
