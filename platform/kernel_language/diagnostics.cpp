@@ -11,11 +11,14 @@ constexpr std::size_t kMaximumReports = 20;
 
 void Diagnostics::report(Position position, std::string message) {
   if (full_) return;
-  if (list_.size() == kMaximumReports) {
+  // Every level of a nested construct may miss the same thing at the same place.
+  const Diagnostic report{position.line, position.column, std::move(message)};
+  if (std::find(list_.begin(), list_.end(), report) != list_.end()) return;
+  list_.push_back(report);
+  if (list_.size() > kMaximumReports) {
     full_ = true;
-    message = "more is wrong from here on";
+    list_.back().message = "more is wrong from here on";
   }
-  list_.push_back({position.line, position.column, std::move(message)});
 }
 
 std::vector<Diagnostic> Diagnostics::take() && {

@@ -57,6 +57,12 @@ std::string typeList(std::span<const ValueType> types) {
   return list + ")";
 }
 
+std::string quoteSignature(std::string_view name, std::span<const ValueType> types) {
+  std::string quoted = quote(name);
+  quoted.pop_back();
+  return quoted + typeList(types) + "'";
+}
+
 FunctionTable::FunctionTable(const syntax::Source& source, Diagnostics& diagnostics) {
   for (const syntax::Function& function : source.functions) {
     checkSignature(function, diagnostics);
@@ -64,7 +70,7 @@ FunctionTable::FunctionTable(const syntax::Source& source, Diagnostics& diagnost
   }
   for (const FunctionEntry& entry : entries_) {
     if (entry.definition != nullptr) continue;
-    diagnostics.report(entry.position, quote(entry.name) + typeList(entry.parameters) +
+    diagnostics.report(entry.position, quoteSignature(entry.name, entry.parameters) +
                                            " is declared but not defined");
   }
 }
@@ -92,8 +98,8 @@ void FunctionTable::declare(const syntax::Function& function, Diagnostics& diagn
                         std::move(types), definition});
     return;
   }
-  const std::string what = (function.isKernel ? "the kernel " : "") + quote(function.name) +
-                           (function.isKernel ? "" : typeList(types));
+  const std::string what = function.isKernel ? "the kernel " + quote(function.name)
+                                             : quoteSignature(function.name, types);
   if (definition != nullptr && known->definition != nullptr) {
     diagnostics.report(function.position, what + " is already defined on line " +
                                               std::to_string(known->position.line));
@@ -132,7 +138,7 @@ std::optional<FunctionTable::Callee> FunctionTable::resolve(std::string_view nam
   if (library && (!best || library->conversions == 0)) return Callee(*library);
   if (best && !ambiguous) return Callee(*best);
 
-  const std::string call = quote(name) + typeList(arguments);
+  const std::string call = quoteSignature(name, arguments);
   if (best) {
     diagnostics.report(position, call + " fits more than one function");
   } else if (isFunction(name)) {

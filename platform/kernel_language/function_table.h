@@ -51,5 +51,7 @@ class FunctionTable {
 
 // "(float, vec2)"
 std::string typeList(std::span<const ValueType> types);
+// "'name(float, vec2)'"
+std::string quoteSignature(std::string_view name, std::span<const ValueType> types);
 
 }  // namespace kelvo::kernel_language

@@ -98,9 +98,7 @@ class Lexer {
 
   std::vector<Token> run() {
     std::vector<Token> tokens;
-    while (skipBlanks()) {
-      if (std::optional<Token> token = readToken()) tokens.push_back(*token);
-    }
+    while (skipBlanks()) tokens.push_back(readToken());
     tokens.push_back({TokenKind::end, {}, position_, 0, 0});
     return tokens;
   }
@@ -162,7 +160,7 @@ class Lexer {
     return token;
   }
 
-  std::optional<Token> readToken() {
+  Token readToken() {
     const char c = at(0);
     if (isWordStart(c)) return readWord();
     if (isDigit(c) || (c == '.' && isDigit(at(1)))) return readNumber();
@@ -172,10 +170,9 @@ class Lexer {
     }
     diagnostics_.report(position_, "unexpected character " + quote(text_.substr(index_, 1)));
     // One report for a run of bytes that belong to one character of another alphabet.
-    do {
-      advance();
-    } while (!done() && (static_cast<unsigned char>(at(0)) & 0xC0U) == 0x80U);
-    return std::nullopt;
+    std::size_t length = 1;
+    while ((static_cast<unsigned char>(at(length)) & 0xC0U) == 0x80U) ++length;
+    return take(TokenKind::invalid, length);
   }
 
   Token readWord() {
@@ -187,7 +184,7 @@ class Lexer {
     return take(known == kWords.end() ? TokenKind::identifier : known->second, length);
   }
 
-  std::optional<Token> readNumber() {
+  Token readNumber() {
     if (at(0) == '0' && (at(1) == 'x' || at(1) == 'X')) return readHexadecimal();
     std::size_t length = 0;
     bool isFloat = false;
@@ -214,7 +211,7 @@ class Lexer {
     return isFloat ? finishFloat(digits, length) : finishDecimal(length);
   }
 
-  std::optional<Token> finishFloat(std::size_t digits, std::size_t length) {
+  Token finishFloat(std::size_t digits, std::size_t length) {
     const std::optional<float> value = parseFloat(text_.substr(index_, digits));
     Token token = take(TokenKind::floatLiteral, length);
     if (!value)
@@ -224,7 +221,7 @@ class Lexer {
     return token;
   }
 
-  std::optional<Token> finishDecimal(std::size_t length) {
+  Token finishDecimal(std::size_t length) {
     Token token = take(TokenKind::intLiteral, length);
     // A leading zero would mean base 8 to some readers and base 10 to others.
     if (length > 1 && token.text.front() == '0') {
@@ -235,7 +232,7 @@ class Lexer {
     return finishInteger(token, token.text, 10);
   }
 
-  std::optional<Token> readHexadecimal() {
+  Token readHexadecimal() {
     std::size_t length = 2;
     while (isHexDigit(at(length))) ++length;
     if (length == 2 || isWordPart(at(length))) return malformed(length);
@@ -243,7 +240,7 @@ class Lexer {
     return finishInteger(token, token.text.substr(2), 16);
   }
 
-  std::optional<Token> finishInteger(Token token, std::string_view digits, int base) {
+  Token finishInteger(Token token, std::string_view digits, int base) {
     const auto result =
         std::from_chars(digits.data(), digits.data() + digits.size(), token.intValue, base);
     if (result.ec != std::errc{}) {
@@ -253,9 +250,9 @@ class Lexer {
     return token;
   }
 
-  std::optional<Token> malformed(std::size_t length) {
+  Token malformed(std::size_t length) {
     while (isWordPart(at(length))) ++length;
-    const Token token = take(TokenKind::intLiteral, length);
+    const Token token = take(TokenKind::invalid, length);
     diagnostics_.report(token.position, quote(token.text) + " is not a number");
     return token;
   }

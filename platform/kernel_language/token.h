@@ -9,6 +9,7 @@ namespace kelvo::kernel_language {
 
 enum class TokenKind : std::uint8_t {
   end,
+  invalid,  // reported by the lexer
   identifier,
   floatLiteral,
   intLiteral,

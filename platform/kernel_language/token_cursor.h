@@ -44,6 +44,8 @@ class TokenCursor {
     return false;
   }
   void unexpected(std::string_view what) {
+    // What the lexer could not read has been reported already.
+    if (at(TokenKind::invalid)) return;
     report(peek().position, "expected " + std::string(what) + " but found " + describe(peek()));
   }
   void report(Position position, std::string message) {
