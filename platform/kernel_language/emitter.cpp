@@ -188,14 +188,15 @@ class KernelEmitter {
 
   EmittedValue emit(const checked::Expression& expression, const checked::Construct& node) {
     EmittedValue result{expression.type};
+    const std::uint32_t size = componentCount(expression.type);
     const std::vector<EmittedValue> parts = emitAll(node.parts);
     if (parts.size() == 1 && !isVector(parts[0].type)) {
-      result.components.fill(parts[0].components[0]);
+      std::fill_n(result.components.begin(), size, parts[0].components[0]);
       return result;
     }
     std::uint32_t filled = 0;
     for (const EmittedValue& part : parts) {
-      for (std::uint32_t i = 0; i < componentCount(part.type) && filled < 4; ++i) {
+      for (std::uint32_t i = 0; i < componentCount(part.type) && filled < size; ++i) {
         result.components[filled++] = part.components[i];
       }
     }

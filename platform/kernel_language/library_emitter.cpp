@@ -119,7 +119,9 @@ EmittedValue LibraryEmitter::sample(const EmittedValue& sampler, const EmittedVa
   }
   const std::uint32_t parameter = sampler.components[0];
   const auto& argument = std::get<SamplerArgument>(arguments_[parameter]);
-  if (coordinate.components == destCoord().components) {
+  const EmittedValue own = destCoord();
+  if (std::equal(own.components.begin(), own.components.begin() + 2,
+                 coordinate.components.begin())) {
     if (!here_[parameter]) here_[parameter] = argument.sampleHere(writer_.builder());
     value.components = *here_[parameter];
   } else {
