@@ -1,12 +1,24 @@
 #include "platform/kernel_language/executable.h"
 
+#include <bit>
 #include <utility>
 
 #include "platform/kernel_language/plan.h"
 #include "platform/kernel_language/simplify.h"
+#include "platform/kernel_language/vector_executor.h"
 
 namespace kelvo::kernel_language {
 
+namespace {
+
+bool isConstantOne(const Program& program, ValueId value) {
+  const Instruction& in = program.instructions[value];
+  return in.op == Op::constant && std::bit_cast<float>(in.immediate) == 1.0F;
+}
+
+}  // namespace
+
+// The passes, in order.
 Executable Executable::compile(const Program& program, std::span<const PixelLayout> inputs,
                                PixelLayout output, std::vector<SampledImage> images) {
   auto plan = std::make_shared<Plan>();
@@ -14,6 +26,10 @@ Executable Executable::compile(const Program& program, std::span<const PixelLayo
   plan->output = output;
   plan->images = std::move(images);
   plan->program = simplifyForLayouts(program, plan->inputs, plan->images);
+  plan->opaque = isConstantOne(plan->program, plan->program.outputs[3]);
+  TapeResult result = makeTape(plan->program);
+  plan->hasTape = result.ok;
+  plan->tape = std::move(result.tape);
   Executable executable;
   executable.plan_ = std::move(plan);
   return executable;
@@ -21,22 +37,16 @@ Executable Executable::compile(const Program& program, std::span<const PixelLayo
 
 void Executable::run(std::span<const std::byte* const> inputs, std::byte* output,
                      std::size_t pixels, std::int32_t x, std::int32_t y) const {
-  runPlainly(*plan_, {inputs, output, pixels, x, y});
+  const RowRun row{inputs, output, pixels, x, y};
+  if (plan_->hasTape && usesVectors()) {
+    runVectors(*plan_, row);
+  } else {
+    runPlainly(*plan_, row);
+  }
 }
 
 bool Executable::usesTables() const { return false; }
 
-std::string Executable::listing() const {
-  std::string text;
-  for (const Instruction& in : plan_->program.instructions) {
-    text += opName(in.op);
-    text += '\n';
-  }
-  return text;
-}
-
-std::vector<std::string> targets() { return {"SCALAR"}; }
-std::string_view currentTarget() { return "SCALAR"; }
-bool forceTarget(std::string_view name) { return name.empty() || name == "SCALAR"; }
+std::string Executable::listing() const { return listingOf(plan_->tape); }
 
 }  // namespace kelvo::kernel_language

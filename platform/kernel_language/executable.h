@@ -17,6 +17,7 @@ namespace kelvo::kernel_language {
 // A finished picture that a program looks up at coordinates it computes: interleaved r g b a
 // floats, premultiplied. Coordinate x addresses column x exactly (0 … width - 1), y row y; between
 // them linear interpolation, beyond them the edge. A coordinate that is not a number acts as 0.
+// Images without pixels, or of more than 2^28, read as 0.
 struct SampledImage {
   std::uint32_t width = 0;
   std::uint32_t height = 0;

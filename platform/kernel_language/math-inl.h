@@ -106,7 +106,7 @@ KELVO_MATH_INLINE V powLanes(D d, V x, V y) {
   const V rounder = hn::Set(d, kRounder);
   const auto whole = hn::Eq(hn::Sub(hn::Add(small, rounder), rounder), small);
   const V half = hn::Mul(small, hn::Set(d, 0.5));
-  const auto odd = hn::And(whole, hn::Ne(hn::Sub(hn::Add(half, rounder), rounder), half));
+  const auto odd = hn::And(whole, hn::Not(hn::Eq(hn::Sub(hn::Add(half, rounder), rounder), half)));
   const V sign = hn::CopySign(one, x);
   const auto signBit = hn::Lt(sign, zero);
   power = hn::IfThenElse(hn::And(signBit, odd), hn::Neg(power), power);

@@ -34,7 +34,6 @@ inline double CopySign(double magnitude, double sign) { return std::copysign(mag
 
 inline bool Lt(double a, double b) { return a < b; }
 inline bool Eq(double a, double b) { return a == b; }
-inline bool Ne(double a, double b) { return a != b; }
 inline bool And(bool a, bool b) { return a && b; }
 inline bool Or(bool a, bool b) { return a || b; }
 inline bool Not(bool a) { return !a; }

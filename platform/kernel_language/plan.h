@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/kernel_language/executable.h"
+#include "platform/kernel_language/tape.h"
 
 namespace kelvo::kernel_language {
 
@@ -16,6 +17,9 @@ struct Executable::Plan {
   std::vector<PixelLayout> inputs;
   PixelLayout output;
   std::vector<SampledImage> images;
+  Tape tape;            // the program as the vector executor runs it
+  bool hasTape = true;  // else only the plain implementation can run it
+  bool opaque = false;  // alpha is 1 for every pixel
 };
 
 // One run of pixels within one row, as Executable::run gets it.

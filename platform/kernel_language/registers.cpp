@@ -1,6 +1,8 @@
 #include "platform/kernel_language/registers.h"
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
 namespace kelvo::kernel_language {
 namespace {
@@ -28,7 +30,7 @@ class Allocator {
  private:
   void findLastUses() {
     for (std::size_t i = 0; i < from_.steps.size(); ++i) {
-      for (const VirtualRegister m : from_.steps[i].m) {
+      for (const VirtualRegister m : from_.steps[i].m.all()) {
         if (m != kNoVirtualRegister) lastUse_[m] = i;
       }
     }
@@ -57,17 +59,20 @@ class Allocator {
   void allocateStep(std::size_t index) {
     const VirtualStep& step = from_.steps[index];
     Step result{.code = step.code, .op = step.op, .image = step.image, .k = step.k};
+    const auto operands = step.m.all();
+    const auto targets = step.target.all();
     for (std::size_t i = 0; i < 3; ++i) {
-      if (step.m[i] != kNoVirtualRegister) result.m[i] = assigned_[step.m[i]];
+      if (operands[i] != kNoVirtualRegister) result.m[i] = assigned_[operands[i]];
     }
     result.target.fill(kNoRegister);
     for (std::size_t i = 0; i < 4; ++i) {
-      if (step.target[i] != kNoVirtualRegister) result.target[i] = take(step.target[i]);
+      if (targets[i] != kNoVirtualRegister) result.target[i] = take(targets[i]);
     }
     // Operands are given back after the results are placed: a call may read and write in turns.
     for (std::size_t i = 0; i < 3; ++i) {
-      const VirtualRegister m = step.m[i];
-      const bool repeated = std::find(step.m.begin(), step.m.begin() + i, m) != step.m.begin() + i;
+      const VirtualRegister m = operands[i];
+      const auto earlier = std::span(operands).first(i);
+      const bool repeated = std::ranges::find(earlier, m) != earlier.end();
       if (m != kNoVirtualRegister && lastUse_[m] == index && !repeated) release(m);
     }
     to_.steps.push_back(result);

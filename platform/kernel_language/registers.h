@@ -12,12 +12,31 @@ namespace kelvo::kernel_language {
 using VirtualRegister = std::uint32_t;
 constexpr VirtualRegister kNoVirtualRegister = 0xffffffffU;
 
+struct VirtualOperands {
+  VirtualRegister first = kNoVirtualRegister;
+  VirtualRegister second = kNoVirtualRegister;
+  VirtualRegister third = kNoVirtualRegister;
+
+  [[nodiscard]] std::array<VirtualRegister, 3> all() const { return {first, second, third}; }
+};
+
+// One result, or the components of a sample.
+struct VirtualResults {
+  VirtualRegister first = kNoVirtualRegister;
+  VirtualRegister second = kNoVirtualRegister;
+  VirtualRegister third = kNoVirtualRegister;
+  VirtualRegister fourth = kNoVirtualRegister;
+
+  [[nodiscard]] std::array<VirtualRegister, 4> all() const {
+    return {first, second, third, fourth};
+  }
+};
+
 struct VirtualStep {
   Code code = Code::end;
   Op op = Op::constant;
-  std::array<VirtualRegister, 3> m{kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister};
-  std::array<VirtualRegister, 4> target{kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister,
-                                        kNoVirtualRegister};
+  VirtualOperands m{};
+  VirtualResults target{};
   std::uint16_t image = 0;
   std::array<float, 3> k{};
 };

@@ -6,9 +6,15 @@
 namespace kelvo::kernel_language {
 namespace {
 
+// The executors address texels by 32-bit offsets and find columns by whole floats.
+constexpr std::size_t kMaximumSide = 1U << 24U;
+constexpr std::size_t kMaximumTexels = 1U << 28U;
+
 bool isUsable(const SampledImage& image) {
-  return image.width != 0 && image.height != 0 && image.pixels != nullptr &&
-         image.pixels->size() >= std::size_t{4} * image.width * image.height;
+  if (image.width == 0 || image.height == 0 || image.pixels == nullptr) return false;
+  if (image.width > kMaximumSide || image.height > kMaximumSide) return false;
+  const std::size_t texels = std::size_t{image.width} * image.height;
+  return texels <= kMaximumTexels && image.pixels->size() >= 4 * texels;
 }
 
 }  // namespace

@@ -99,6 +99,11 @@ class Emitter {
       const Instruction& in = at(value);
       if (in.op == Op::input) {
         tape_.inputs.push_back({in.immediate / 4, in.immediate % 4, value});
+      } else if (in.op == Op::sampleImage) {
+        VirtualResults& results = samples_[placeOfSample(in)];
+        const std::array components{&results.first, &results.second, &results.third,
+                                    &results.fourth};
+        *components[in.immediate % 4] = value;
       }
     }
     for (const ValueId value : trees_.storedOrder) emitStored(value);
@@ -109,6 +114,9 @@ class Emitter {
   }
 
  private:
+  using SamplePlace = std::tuple<std::uint32_t, ValueId, ValueId>;  // image, x, y
+  static SamplePlace placeOfSample(const Instruction& in) { return {in.immediate / 4, in.a, in.b}; }
+
   [[nodiscard]] const Instruction& at(ValueId value) const { return program_.instructions[value]; }
   [[nodiscard]] bool isInner(ValueId v) const { return trees_.place[v] == Place::inner; }
   [[nodiscard]] bool isStored(ValueId v) const { return trees_.place[v] == Place::stored; }
@@ -149,29 +157,24 @@ class Emitter {
     }
     VirtualStep step{.code = Code::call, .op = in.op, .target = {value}};
     const std::array<ValueId, 3> operands{in.a, in.b, in.c};
-    for (std::size_t i = 0; i < operandCount(in.op); ++i) step.m[i] = inRegister(operands[i]);
+    const auto operand = [&](std::size_t i) {
+      return i < operandCount(in.op) ? inRegister(operands[i]) : kNoVirtualRegister;
+    };
+    step.m = {operand(0), operand(1), operand(2)};
     push(step);
   }
 
   // Components of one image at the same place are looked up together, where the first is needed.
   void emitSample(ValueId value) {
-    if (sampled_.size() <= value) sampled_.resize(program_.instructions.size(), false);
-    if (sampled_[value]) return;
     const Instruction& in = at(value);
+    const auto group = samples_.find(placeOfSample(in));
+    if (group == samples_.end()) return;  // done with another component
     VirtualStep step{.code = Code::sample,
-                     .m = {inRegister(in.a), inRegister(in.b)},
-                     .target = {kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister,
-                                kNoVirtualRegister},
+                     .m = {inRegister(in.a), inRegister(in.b), kNoVirtualRegister},
+                     .target = group->second,
                      .image = static_cast<std::uint16_t>(in.immediate / 4)};
-    for (ValueId other = 0; other < program_.instructions.size(); ++other) {
-      const Instruction& sibling = at(other);
-      if (sibling.op == Op::sampleImage && sibling.a == in.a && sibling.b == in.b &&
-          sibling.immediate / 4 == in.immediate / 4) {
-        step.target[sibling.immediate % 4] = other;
-        sampled_[other] = true;
-      }
-    }
     push(step);
+    samples_.erase(group);
   }
 
   // Leaves the value in the accumulator.
@@ -258,10 +261,15 @@ class Emitter {
       const Leaf whenSet = leaf(in.b);
       const Leaf otherwise = leaf(in.c);
       compute(in.a);
-      const Code code = whenSet.isConstant
-                            ? (otherwise.isConstant ? Code::selectAKK : Code::selectAKM)
-                            : (otherwise.isConstant ? Code::selectAMK : Code::selectAMM);
-      push({.code = code, .m = {whenSet.m, otherwise.m}, .k = {whenSet.k, otherwise.k}});
+      if (whenSet.isConstant && otherwise.isConstant) {
+        push({.code = Code::selectAKK, .k = {whenSet.k, otherwise.k}});
+      } else if (whenSet.isConstant) {
+        push({.code = Code::selectAKM, .m = {otherwise.m}, .k = {whenSet.k}});
+      } else if (otherwise.isConstant) {
+        push({.code = Code::selectAMK, .m = {whenSet.m}, .k = {otherwise.k}});
+      } else {
+        push({.code = Code::selectAMM, .m = {whenSet.m, otherwise.m}});
+      }
       return;
     }
     if (isInner(in.b)) {
@@ -288,7 +296,8 @@ class Emitter {
   [[nodiscard]] std::optional<Product> product(ValueId value) const {
     if (!isInner(value) || at(value).op != Op::mul) return std::nullopt;
     const Instruction& in = at(value);
-    if (isStored(in.a) && isConstant(in.b)) return Product{in.a, kNoVirtualRegister, constant(in.b)};
+    if (isStored(in.a) && isConstant(in.b))
+      return Product{in.a, kNoVirtualRegister, constant(in.b)};
     if (isStored(in.a) && isStored(in.b)) return Product{in.a, in.b, 0.0F};
     return std::nullopt;
   }
@@ -382,7 +391,7 @@ class Emitter {
   VirtualTape tape_;
   VirtualRegister nextRegister_;
   std::map<std::uint32_t, VirtualRegister> constants_;
-  std::vector<bool> sampled_;
+  std::map<SamplePlace, VirtualResults> samples_;  // not yet emitted
   unsigned depth_ = 0;
 };
 

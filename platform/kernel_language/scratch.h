@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstddef>
+
+namespace kelvo::kernel_language {
+
+// At least `count` floats for the calling thread, aligned for any vector, their values unspecified.
+// Valid until the thread's next call.
+float* scratchFloats(std::size_t count);
+
+}  // namespace kelvo::kernel_language

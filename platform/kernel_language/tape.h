@@ -1,0 +1,92 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/kernel_language/ir.h"
+
+// Programs as the vector executor runs them: steps of an accumulator machine.
+//
+// A block of pixels is eight vectors long. The accumulator is those eight vectors, held in
+// processor registers; a block register is the same in first-level cache. A step does one thing to
+// the whole block, so that the cost of choosing what to do is spread over eight vectors, and an
+// operand costs a load, never a store. Values that several steps use are stored.
+namespace kelvo::kernel_language {
+
+// Operands in the order of the operation: A the accumulator, M a block register, K a constant.
+// The result is the accumulator, except for `store` and the calls.
+enum class Code : std::uint8_t {
+  // clang-format off
+  loadM, loadK, store,
+  neg, abs, sign, floor, ceil, fract, sqrt, maskNot,
+  addAM, addAK, addMM, addMK,
+  subAM, subMA, subKA, subMM, subKM,
+  mulAM, mulAK, mulMM, mulMK,
+  divAM, divMA, divAK, divKA, divMM, divMK, divKM,
+  minAM, minMA, minAK, minKA, minMM, minMK, minKM,
+  maxAM, maxMA, maxAK, maxKA, maxMM, maxMK, maxKM,
+  lessAM, lessMA, lessAK, lessKA, lessMM, lessMK, lessKM,
+  lessEqualAM, lessEqualMA, lessEqualAK, lessEqualKA, lessEqualMM, lessEqualMK, lessEqualKM,
+  equalAM, equalAK, equalMM, equalMK,
+  notEqualAM, notEqualAK, notEqualMM, notEqualMK,
+  maskAndAM, maskAndMM, maskOrAM, maskOrMM, maskXorAM, maskXorMM,
+  // mask, chosen where it is set, chosen elsewhere
+  selectAMM, selectAMK, selectAKM, selectAKK, selectMAM, selectMAK, selectMMA, selectMKA,
+  // Two operations, each rounded: A + M K, A + M M, A - M M, A K + M, A K + K, (A + K) K
+  addProductMK, addProductMM, subProductMM, scaleAddM, scaleAddK, addScale,
+  // M K + M K + M K, the sums from left to right
+  weightedSum,
+  // Leaves the accumulator; the operands and the result are block registers.
+  call, sample, destX, destY, end,
+  // clang-format on
+};
+
+std::string_view codeName(Code code);
+
+// Which block register, by number.
+using Register = std::uint16_t;
+
+struct Step {
+  Code code = Code::end;
+  Op op = Op::constant;              // of `call`
+  std::array<Register, 3> m{};       // operands; of `sample` the coordinates
+  std::array<Register, 4> target{};  // results; of `sample` by component, else one
+  std::uint16_t image = 0;           // of `sample`
+  std::array<float, 3> k{};
+};
+
+// Marks a component that `sample` need not compute.
+constexpr Register kNoRegister = 0xffff;
+
+struct Tape {
+  struct Input {
+    std::uint32_t source;
+    std::uint32_t component;
+    Register target;
+  };
+  struct Constant {
+    std::uint32_t bits;
+    Register target;
+  };
+  std::vector<Constant> constants;  // filled once, never overwritten
+  std::vector<Input> inputs;        // filled before the steps of each block
+  std::vector<Step> steps;          // the last is `end`
+  std::array<Register, 4> outputs{};
+  std::uint32_t registers = 0;
+};
+
+// Selects steps, orders them and allocates block registers. Programs that would need more than
+// 65534 registers at once are beyond it; `ok` is false then and the tape empty.
+struct TapeResult {
+  Tape tape;
+  bool ok = true;
+};
+TapeResult makeTape(const Program& program);
+
+std::string listingOf(const Tape& tape);
+
+}  // namespace kelvo::kernel_language
