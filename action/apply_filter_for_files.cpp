@@ -56,7 +56,7 @@ CGImage watch(CGImage image, std::shared_ptr<bool> failed) {
 // One file of the run.
 class FileRun {
  public:
-  FileRun(const ParameterDictionary& parameters, const RunOptions& options, std::string path)
+  FileRun(const ActionParameters& parameters, const RunOptions& options, std::string path)
       : parameters_(parameters), options_(options) {
     outcome_.path = std::move(path);
   }
@@ -161,13 +161,13 @@ class FileRun {
     outcome_.writtenDepth = std::max(outcome_.writtenDepth, written);
   }
 
-  const ParameterDictionary& parameters_;
+  const ActionParameters& parameters_;
   const RunOptions& options_;
   FileOutcome outcome_;
 };
 
 // No exception crosses the action's boundary; what can still be thrown is lack of memory.
-FileOutcome runGuarded(const ParameterDictionary& parameters, const RunOptions& options,
+FileOutcome runGuarded(const ActionParameters& parameters, const RunOptions& options,
                        const std::string& path) try {
   return FileRun(parameters, options, path).run();
 } catch (const std::exception& problem) {
@@ -180,7 +180,7 @@ FileOutcome runGuarded(const ParameterDictionary& parameters, const RunOptions& 
 
 }  // namespace
 
-PathList applyFilterForFiles(const ParameterDictionary& parameters, const PathList& paths,
+PathList applyFilterForFiles(const ActionParameters& parameters, const PathList& paths,
                              const RunOptions& options) {
   PathList rewritten;
   for (std::size_t i = 0; i < paths.size(); ++i) {

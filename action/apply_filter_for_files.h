@@ -9,7 +9,7 @@ namespace kelvo {
 // not at all. Returns the paths of the files that were rewritten, in input order. A file that
 // cannot be rewritten is logged in one of the fixed texts, with the cause beside it, and left as it
 // was; the run goes on with the next.
-PathList applyFilterForFiles(const ParameterDictionary& parameters, const PathList& paths,
+PathList applyFilterForFiles(const ActionParameters& parameters, const PathList& paths,
                              const RunOptions& options = {});
 
 }  // namespace kelvo

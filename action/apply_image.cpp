@@ -1,7 +1,13 @@
 #include "action/apply_image.h"
 
 #include "action/filter_number.h"
+#include "action/load_curves.h"
 #include "engine/basic_adjustments.h"
+#include "engine/color_balance.h"
+#include "engine/curves_adjustment.h"
+#include "engine/equalize.h"
+#include "engine/levels.h"
+#include "engine/replace_color.h"
 #include "platform/foundation/ns_log.h"
 
 namespace kelvo {
@@ -16,9 +22,22 @@ NSColor wellColor(const ParameterDictionary& parameters, const char* red, const 
 
 }  // namespace
 
-CIImageRef applyImage(const ParameterDictionary& parameters, const CIImageRef& image) {
-  const auto setting = [&](const char* key) { return parameters.doubleValue(key); };
-  switch (static_cast<FilterNumber>(parameters.intValue("filterPopUp"))) {
+CIImageRef applyImage(const ActionParameters& parameters, const CIImageRef& image) {
+  const auto setting = [&](const char* key) { return parameters->doubleValue(key); };
+  switch (static_cast<FilterNumber>(parameters->intValue("filterPopUp"))) {
+    case FilterNumber::levels:
+      return applyLevelsForCIImage(image, setting("levelsShadowsSlider"),
+                                   setting("levelsMidtonesSlider"),
+                                   setting("levelsHighlightsSlider"));
+    case FilterNumber::curves:
+      if (!curves) loadCurves(parameters);
+      return applyCurvesForCIImage(
+          image, curves->curvesValuesImageForColorSpace_forOKAction(nullptr, false));
+    case FilterNumber::colorBalance:
+      return applyColorBalanceForCIImage(
+          image, setting("colorBalanceSR"), setting("colorBalanceSG"), setting("colorBalanceSB"),
+          setting("colorBalanceMR"), setting("colorBalanceMG"), setting("colorBalanceMB"),
+          setting("colorBalanceHR"), setting("colorBalanceHG"), setting("colorBalanceHB"));
     case FilterNumber::brightnessAndContrast:
       return applyBrightnessAndContrastForCIImage(image,
                                                   setting("brightnessAndContrastBrightnessSlider"),
@@ -32,9 +51,16 @@ CIImageRef applyImage(const ParameterDictionary& parameters, const CIImageRef& i
     case FilterNumber::colorize:
       return applyColorizeForCIImage(
           image,
-          wellColor(parameters, "colorizeColorWellR", "colorizeColorWellG", "colorizeColorWellB",
+          wellColor(*parameters, "colorizeColorWellR", "colorizeColorWellG", "colorizeColorWellB",
                     "colorizeColorWellA"),
           setting("colorizeHueSlider"), setting("colorizeIntensitySlider"));
+    case FilterNumber::replaceColor:
+      return applyReplaceColorForCIImage(
+          image,
+          wellColor(*parameters, "replaceColorWellR", "replaceColorWellG", "replaceColorWellB",
+                    "replaceColorWellA"),
+          setting("replaceColorRadiusSlider"), setting("replaceColorHueSlider"),
+          setting("replaceColorSaturationSlider"), setting("replaceColorLightnessSlider"));
     case FilterNumber::channelMixer:
       return applyChannelMixerForCIImage(image, setting("cmrr"), setting("cmrg"), setting("cmrb"),
                                          setting("cmrc"), setting("cmgr"), setting("cmgg"),
@@ -44,6 +70,8 @@ CIImageRef applyImage(const ParameterDictionary& parameters, const CIImageRef& i
       return applyExposureForCIImage(image, setting("exposureSlider"));
     case FilterNumber::invert:
       return applyInvertForCIImage(image);
+    case FilterNumber::equalize:
+      return applyEqualizeForCIImage(image);
     case FilterNumber::threshold:
       return applyThresholdForCIImage(image, setting("thresholdSlider"));
     case FilterNumber::posterize:

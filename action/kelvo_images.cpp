@@ -1,12 +1,16 @@
 #include "action/kelvo_images.h"
 
 #include "action/apply_filter_for_files.h"
+#include "action/load_curves.h"
 #include "engine/filter_globals.h"
 #include "platform/foundation/ns_log.h"
 
 namespace kelvo {
 
-void Kelvo_Images::opened() { registerAdjustmentFilters(); }
+void Kelvo_Images::opened() {
+  registerAdjustmentFilters();
+  loadCurves(sharedParameters());
+}
 
 WorkflowValue Kelvo_Images::runWithInput_fromAction_error(const WorkflowValue& input,
                                                           AMBundleAction* /*fromAction*/,
@@ -18,7 +22,7 @@ WorkflowValue Kelvo_Images::runWithInput_fromAction_error(const WorkflowValue& i
   }
   // A host may run an action that was never opened.
   registerAdjustmentFilters();
-  return applyFilterForFiles(parameters(), *paths, runOptions());
+  return applyFilterForFiles(sharedParameters(), *paths, runOptions());
 }
 
 }  // namespace kelvo

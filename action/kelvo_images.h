@@ -7,7 +7,7 @@ namespace kelvo {
 // The action's principal class: adjusts the colour and tone of image files.
 class Kelvo_Images final : public AMBundleAction {
  public:
-  // Makes the filters known before the first run.
+  // Makes the filters known before the first run and the curves object read its points.
   void opened() override;
 
   // A list of paths gives the list of those that were rewritten. Any other input is handed back,

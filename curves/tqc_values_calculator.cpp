@@ -32,17 +32,20 @@ void TQCValuesCalculator::setPoints_pointsCount_forCgannel(std::span<const NSPoi
 
 void TQCValuesCalculator::recalculateCurveValues(int channel) {
   if (channel < 0 || channel >= kChannels) return;
-  ToneCurve& c = curves_[static_cast<std::size_t>(channel)];
-  fillCurveValuesIntoA_B_C_D_forPoints_count(c.A, c.B, c.C, c.D, c.points);
-  for (std::size_t i = 0; i < c.cache.size(); ++i) {
-    c.cache[i] = getCurveValueAtX_withPoints_count_A_B_C_D(static_cast<float>(i), c.points, c.A,
-                                                           c.B, c.C, c.D);
-  }
+  recalculateCurve(curves_[static_cast<std::size_t>(channel)]);
 }
 
 CIImageRef TQCValuesCalculator::valuesImageForColorSpace_forOKAction(
     const CGColorSpaceRef& colorSpace, bool forOKAction) const {
   return rampImage(rampPixels(curves_), forOKAction ? CGColorSpaceCreateDeviceRGB() : colorSpace);
+}
+
+void recalculateCurve(ToneCurve& c) {
+  fillCurveValuesIntoA_B_C_D_forPoints_count(c.A, c.B, c.C, c.D, c.points);
+  for (std::size_t i = 0; i < c.cache.size(); ++i) {
+    c.cache[i] = getCurveValueAtX_withPoints_count_A_B_C_D(static_cast<float>(i), c.points, c.A,
+                                                           c.B, c.C, c.D);
+  }
 }
 
 RampPixels rampPixels(std::span<const ToneCurve, 4> curves) {

@@ -27,6 +27,9 @@ struct ToneCurve {
   std::array<float, 256> cache{};
 };
 
+// Fits the spline to the curve's points and fills its cache.
+void recalculateCurve(ToneCurve& curve);
+
 // Four tone curves (0 RGB master, 1 red, 2 green, 3 blue) and the ramp they make together.
 class TQCValuesCalculator {
  public:

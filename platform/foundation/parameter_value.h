@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -59,5 +60,9 @@ class ParameterDictionary {
  private:
   std::map<std::string, ParameterValue, std::less<>> values_;
 };
+
+// The parameters of one action: one dictionary that the host, the settings panel and the curves
+// object share.
+using ActionParameters = std::shared_ptr<ParameterDictionary>;
 
 }  // namespace kelvo

@@ -46,7 +46,7 @@ class AMBundleAction {
 
   [[nodiscard]] ParameterDictionary& parameters() { return *parameters_; }
   // The dictionary itself: the settings panel edits it in place.
-  [[nodiscard]] const std::shared_ptr<ParameterDictionary>& sharedParameters() const {
+  [[nodiscard]] const ActionParameters& sharedParameters() const {
     return parameters_;
   }
   void setParameters(ParameterDictionary parameters) { *parameters_ = std::move(parameters); }
@@ -61,7 +61,7 @@ class AMBundleAction {
                                                       WorkflowError* error) = 0;
 
  private:
-  std::shared_ptr<ParameterDictionary> parameters_ = std::make_shared<ParameterDictionary>();
+  ActionParameters parameters_ = std::make_shared<ParameterDictionary>();
   RunOptions runOptions_;
 };
 

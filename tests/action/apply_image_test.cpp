@@ -17,10 +17,10 @@ using testing::image;
 using testing::kOpaque8;
 using testing::rendered;
 
-ParameterDictionary dictionary(
+ActionParameters dictionary(
     std::initializer_list<std::pair<const char*, ParameterValue>> values) {
-  ParameterDictionary parameters;
-  for (const auto& [key, value] : values) parameters.setObject_forKey(value, key);
+  auto parameters = std::make_shared<ParameterDictionary>();
+  for (const auto& [key, value] : values) parameters->setObject_forKey(value, key);
   return parameters;
 }
 
@@ -28,7 +28,7 @@ class ApplyImage : public ::testing::Test {
  protected:
   void SetUp() override { registerAdjustmentFilters(); }
 
-  void expectSame(const ParameterDictionary& parameters, const CIImageRef& expected) {
+  void expectSame(const ActionParameters& parameters, const CIImageRef& expected) {
     const auto actual = rendered(applyImage(parameters, image_));
     ASSERT_EQ(actual.size(), cube_.size());
     EXPECT_EQ(actual, rendered(expected));
