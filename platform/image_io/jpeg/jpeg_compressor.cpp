@@ -44,6 +44,32 @@ bool scansAreComplete(const Structure& structure) {
   });
 }
 
+// Coded units in one of their rows: of one component its blocks, of several a group of blocks.
+std::uint32_t unitsAcross(const Structure& structure, const Scan& scan) {
+  std::uint32_t widest = 1;
+  for (const Component& component : structure.components) {
+    widest = std::max<std::uint32_t>(widest, component.horizontalSampling);
+  }
+  const auto ceilingOf = [](std::uint32_t a, std::uint32_t b) { return (a + b - 1) / b; };
+  if (scan.components.size() > 1) return ceilingOf(structure.width, 8 * widest);
+  const Component& only = structure.components[scan.components.front()];
+  return ceilingOf(ceilingOf(structure.width * only.horizontalSampling, widest), 8);
+}
+
+// Restart intervals of scans with different components are different numbers where they stand for
+// the same number of rows. 0 if they do not.
+std::uint32_t restartRows(const Structure& structure) {
+  std::uint32_t rows = 0;
+  for (const Scan& scan : structure.scans) {
+    const std::uint32_t across = unitsAcross(structure, scan);
+    if (scan.restartInterval == 0 || scan.restartInterval % across != 0) return 0;
+    const std::uint32_t here = scan.restartInterval / across;
+    if (rows != 0 && rows != here) return 0;
+    rows = here;
+  }
+  return rows;
+}
+
 J_COLOR_SPACE colorSpaceOf(Coding coding) { return coding == Coding::rgb ? JCS_RGB : JCS_YCbCr; }
 
 void setHuffmanTable(JHUFF_TBL*& slot, jpeg_compress_struct& info, const HuffmanTable& table) {
@@ -118,6 +144,7 @@ void Compressor::prepare(const Structure& structure) {
   }
   optimizeSmall_ = !structure.arithmetic() && tablesCompleted &&
                    std::uint64_t{structure.width} * structure.height <= kSmallPixels;
+  restartRows_ = structure.severalScans() ? restartRows(structure) : 0;
   if (!structure.severalScans() || !scansAreComplete(structure)) return;
   for (const Scan& scan : structure.scans) {
     jpeg_scan_info copy = {};
@@ -183,7 +210,8 @@ void Compressor::setUp(const Properties& properties) {
   info_.write_JFIF_header = FALSE;
   info_.write_Adobe_marker = FALSE;
   info_.arith_code = structure.arithmetic() ? TRUE : FALSE;
-  info_.restart_interval = structure.restartInterval;
+  info_.restart_interval = structure.scans.front().restartInterval;
+  info_.restart_in_rows = static_cast<int>(restartRows_);
   for (std::size_t i = 0; i < structure.components.size(); ++i) {
     const Component& from = structure.components[i];
     jpeg_component_info& to = info_.comp_info[i];

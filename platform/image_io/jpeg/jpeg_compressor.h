@@ -65,6 +65,7 @@ class Compressor {
   std::array<std::optional<HuffmanTable>, kTableSlots> dcTables_;
   std::array<std::optional<HuffmanTable>, kTableSlots> acTables_;
   bool optimizeSmall_ = false;
+  std::uint32_t restartRows_ = 0;      // of coded units, the same in every scan; 0: no such number
   std::vector<jpeg_scan_info> scans_;  // empty: the library's own choice
   bool created_ = false;
 };

@@ -219,28 +219,37 @@ class Reader {
       if (found == result_.components.end()) return damaged("a scan header is damaged");
       scan.components.push_back(
           static_cast<std::uint8_t>(std::distance(result_.components.begin(), found)));
-      latchTables(*found, at(2 + 2 * i));
     }
     scan.spectralStart = at(1 + 2 * count);
     scan.spectralEnd = at(2 + 2 * count);
     scan.approximationHigh = at(3 + 2 * count) >> 4;
     scan.approximationLow = at(3 + 2 * count) & 15U;
+    scan.restartInterval = restartInterval_;
+    for (std::size_t i = 0; i < count; ++i) {
+      latchTables(scan.components[i], at(2 + 2 * i), scan);
+    }
     if (result_.scans.empty()) {
       result_.dcTables = dcTables_;
       result_.acTables = acTables_;
-      result_.restartInterval = restartInterval_;
       result_.conditioning = conditioning_;
     }
     result_.scans.push_back(std::move(scan));
     return extent_ == Extent::wholeFile && skipEntropyCodedData();
   }
 
-  // A component keeps the quantisation table of its first scan, whatever is redefined later.
-  void latchTables(Component& component, std::uint8_t slots) {
-    if (component.quantTable) return;
-    component.quantTable = quantTables_[component.quantSlot];
-    component.dcSlot = slots >> 4;
-    component.acSlot = slots & 15U;
+  // A component keeps the quantisation table of its first scan, whatever is redefined later. Of the
+  // coding tables a scan uses one kind or both.
+  void latchTables(std::uint8_t index, std::uint8_t slots, const Scan& scan) {
+    Component& component = result_.components[index];
+    if (!component.quantTable) component.quantTable = quantTables_[component.quantSlot];
+    if (scan.spectralStart == 0 && !dcKnown_[index]) {
+      component.dcSlot = slots >> 4 & 3U;
+      dcKnown_[index] = true;
+    }
+    if (scan.spectralEnd > 0 && !acKnown_[index]) {
+      component.acSlot = slots & 3U;
+      acKnown_[index] = true;
+    }
   }
 
   bool skipEntropyCodedData() {
@@ -263,6 +272,9 @@ class Reader {
   std::array<std::optional<QuantTable>, kTableSlots> quantTables_;
   std::array<std::optional<HuffmanTable>, kTableSlots> dcTables_;
   std::array<std::optional<HuffmanTable>, kTableSlots> acTables_;
+  // A frame header's component count is one byte.
+  std::array<bool, 256> dcKnown_ = {};
+  std::array<bool, 256> acKnown_ = {};
   std::uint32_t restartInterval_ = 0;
   ArithmeticConditioning conditioning_;
   Structure result_;

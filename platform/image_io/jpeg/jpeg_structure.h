@@ -47,6 +47,7 @@ struct Scan {
   std::uint8_t spectralEnd = 63;
   std::uint8_t approximationHigh = 0;
   std::uint8_t approximationLow = 0;
+  std::uint32_t restartInterval = 0;  // coded units; 0: none
 };
 
 // Conditioning of the arithmetic coder, with its defaults.
@@ -66,7 +67,6 @@ struct Structure {
   // As of the first scan.
   std::array<std::optional<HuffmanTable>, kTableSlots> dcTables;
   std::array<std::optional<HuffmanTable>, kTableSlots> acTables;
-  std::uint32_t restartInterval = 0;  // coded units; 0: none
   ArithmeticConditioning conditioning;
   std::vector<Scan> scans;
   std::size_t end = 0;  // just after the end-of-image marker
