@@ -121,7 +121,8 @@ std::string formatWorkflow(const WorkflowDocument& document) {
   for (const WorkflowStep& step : document.actions) {
     nlohmann::ordered_json parameters = nlohmann::ordered_json::object();
     for (const auto& [key, value] : step.parameters.all()) {
-      std::visit([&](const auto& stored) { parameters[key] = stored; }, value.stored());
+      std::visit([&, &name = key](const auto& stored) { parameters[name] = stored; },
+                 value.stored());
     }
     actions.push_back({{"action", step.action}, {"parameters", std::move(parameters)}});
   }
