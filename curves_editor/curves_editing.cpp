@@ -21,6 +21,11 @@ CurvePoint single(NSPoint p) { return {static_cast<float>(p.x), static_cast<floa
 
 }  // namespace
 
+bool KelvoTQCurvesView::isInterior(int at) const {
+  const std::vector<CurvePoint>& points = curves_[index(activeChannel_)].points;
+  return at >= 1 && at <= static_cast<int>(points.size()) - 2;
+}
+
 void KelvoTQCurvesView::insertIntoActive(int at, NSPoint point) {
   std::vector<CurvePoint>& points = active().points;
   points.insert(points.begin() + at, single(point));
@@ -40,8 +45,10 @@ void KelvoTQCurvesView::addPointToCurveAt(NSPoint q) {
   const auto allowed = [](double value) { return value >= 0 && value <= 255; };
   if (!allowed(q.x) || !allowed(q.y)) return;
   const std::vector<CurvePoint>& points = active().points;
+  // As it will be stored: rounding must not bring it onto a neighbour.
+  const float x = single(q).x;
   for (std::size_t i = 0; i + 1 < points.size(); ++i) {
-    if (points[i].x < q.x && q.x < points[i + 1].x) {
+    if (points[i].x < x && x < points[i + 1].x) {
       promisedIndexToSelect_ = static_cast<int>(i) + 1;
       insertIntoActive(promisedIndexToSelect_, q);
       pushCursor(CurvesCursor::movePoint);
@@ -63,8 +70,12 @@ void KelvoTQCurvesView::moveSelectedPointInActiveChannelToPosition(NSPoint p) {
   const float high = s < last ? points[index(s) + 1].x - kDragGap : kPlotMaximum;
   double x = c.x;
   if (s == 0 || s == last) {
-    if (x < low) x = low;
-    if (x > high) x = high;
+    // Neighbours nearer to the plot's edge than the gap push an end point out of the plot.
+    if (x < low) {
+      x = low;
+    } else if (x > high) {
+      x = high;
+    }
   } else if (!(low <= x && x <= high)) {
     temporalyRemovePointFromActiveChannelAtIndex(s);
     return;
@@ -86,6 +97,7 @@ void KelvoTQCurvesView::restoreRemovedPoint(NSPoint pointer, NSPoint at) {
 }
 
 void KelvoTQCurvesView::temporalyRemovePointFromActiveChannelAtIndex(int at) {
+  if (!isInterior(at)) return;
   isTemporalyRemoved_ = true;
   temporalyRemovedIndex_ = at;
   removeFromActive(at);
@@ -94,14 +106,16 @@ void KelvoTQCurvesView::temporalyRemovePointFromActiveChannelAtIndex(int at) {
 }
 
 void KelvoTQCurvesView::putBackTemporalyRemovedPoint(NSPoint p) {
-  insertIntoActive(temporalyRemovedIndex_, p);
+  const int t = temporalyRemovedIndex_;
+  if (t < 1 || t >= static_cast<int>(active().points.size())) return;
+  insertIntoActive(t, p);
   pushCursor(CurvesCursor::movePoint);
   redisplay();
 }
 
 void KelvoTQCurvesView::removeSelectedPoint() {
   const int s = activeSelection();
-  if (s < 1 || s > static_cast<int>(active().points.size()) - 2) return;
+  if (!isInterior(s)) return;
   removeFromActive(s);
   mouseDownAction_ = MouseDownAction::none;
   pushCursor(CurvesCursor::main);
@@ -110,23 +124,23 @@ void KelvoTQCurvesView::removeSelectedPoint() {
 
 void KelvoTQCurvesView::selectPromisedPointInActiveChannelAndDelete() {
   const int p = promisedIndexToSelect_;
-  if (p <= 0 || p >= static_cast<int>(active().points.size()) - 1) return;
+  if (!isInterior(p)) return;
   activeSelection() = p;
   removeSelectedPoint();
 }
 
 void KelvoTQCurvesView::selectPromisedPointInActiveChannelAndMooveToPoint(NSPoint q) {
   std::vector<CurvePoint>& points = active().points;
-  const NSPoint d = limited(q);
+  const CurvePoint d = single(limited(q));
   const int p = promisedIndexToSelect_;
   const int last = static_cast<int>(points.size()) - 1;
   if (p < 0 || p > last) return;
   activeSelection() = p;
   CurvePoint& point = points[index(p)];
-  if (point.x == d.x && point.y == d.y) return;
+  if (point == d) return;
   if (p >= 1 && !(points[index(p) - 1].x < d.x)) return;
   if (p < last && !(d.x < points[index(p) + 1].x)) return;
-  point = single(d);
+  point = d;
   recalculateCurveValues(activeChannel_);
 }
 

@@ -94,6 +94,8 @@ class KelvoTQCurvesView {
   static std::size_t index(int channel) { return static_cast<std::size_t>(channel); }
   ToneCurve& active() { return curves_[index(activeChannel_)]; }
   int& activeSelection() { return selected_[index(activeChannel_)]; }
+  // Neither the first nor the last point of the active channel, and one that exists.
+  [[nodiscard]] bool isInterior(int at) const;
   void insertIntoActive(int at, NSPoint point);
   void removeFromActive(int at);
   void restoreRemovedPoint(NSPoint pointer, NSPoint at);

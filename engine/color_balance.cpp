@@ -122,6 +122,9 @@ CIImageRef applyColorBalanceForCIImage(const CIImageRef& image, double shadowsCR
   const std::array<float, 4> shifts = colorBalanceMidtoneShifts(
       {truncated(midtonesCR), truncated(midtonesMG), truncated(midtonesYB)});
 
+  const bool bends = std::ranges::any_of(shifts, [](float shift) { return shift != 0; });
+  if (bends && colorbalance_slope1_100Plus.empty()) return nullptr;
+
   TQCValuesCalculator& calculator = TQCValuesCalculator::sharedInstance();
   calculator.resetCalculator();
   calculator.setPoints_pointsCount_forCgannel(colorBalanceMasterCurve(shifts[3]), 0);

@@ -10,8 +10,8 @@ namespace kelvo {
 
 // Shifts the colour of shadows, midtones and highlights, each along three axes: cyan-red,
 // magenta-green, yellow-blue, -100…100, negative towards the first colour. Settings are truncated
-// to whole numbers. Uses the calculator's shared instance and the reference curves, which must have
-// been set up.
+// to whole numbers. Uses the calculator's shared instance and the reference curves; without them
+// (the set-up has not run) midtones cannot be shifted and there is no result.
 CIImageRef applyColorBalanceForCIImage(const CIImageRef& image, double shadowsCR, double shadowsMG,
                                        double shadowsYB, double midtonesCR, double midtonesMG,
                                        double midtonesYB, double highlightsCR, double highlightsMG,
