@@ -2,6 +2,7 @@
 
 #include "action/filter_number.h"
 #include "action/load_curves.h"
+#include "engine/auto.h"
 #include "engine/basic_adjustments.h"
 #include "engine/color_balance.h"
 #include "engine/curves_adjustment.h"
@@ -29,6 +30,8 @@ CIImageRef applyImage(const ActionParameters& parameters, const CIImageRef& imag
       return applyLevelsForCIImage(image, setting("levelsShadowsSlider"),
                                    setting("levelsMidtonesSlider"),
                                    setting("levelsHighlightsSlider"));
+    case FilterNumber::automatic:
+      return applyAutoForCIImage(image);
     case FilterNumber::curves:
       if (!curves) loadCurves(parameters);
       return applyCurvesForCIImage(
