@@ -1,7 +1,6 @@
 // Everything in the file besides the pixels.
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <sstream>
 
 #include "tests/image_io/jpeg/jpeg_test_support.h"
