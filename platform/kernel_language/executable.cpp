@@ -1,5 +1,7 @@
 #include "platform/kernel_language/executable.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <utility>
 
@@ -16,6 +18,36 @@ bool isConstantOne(const Program& program, ValueId value) {
   return in.op == Op::constant && std::bit_cast<float>(in.immediate) == 1.0F;
 }
 
+void runProgram(const Executable::Plan& plan, const RowRun& row) {
+  if (plan.hasTape && usesVectors()) {
+    runVectors(plan, row);
+  } else {
+    runPlainly(plan, row);
+  }
+}
+
+// Runs the program over the 256 grays.
+ChannelTables tabulate(Executable::Plan plan, std::size_t source) {
+  constexpr std::size_t kLevels = 256;
+  std::array<std::uint8_t, 3 * kLevels> grays{};
+  for (std::size_t i = 0; i < grays.size(); ++i) grays[i] = static_cast<std::uint8_t>(i / 3);
+  const std::vector<const std::byte*> inputs(plan.inputs.size(),
+                                             std::as_bytes(std::span(grays)).data());
+  plan.output = plan.inputs[source];
+  // The other sources take no part; they read the same grays.
+  std::ranges::fill(plan.inputs, plan.inputs[source]);
+  std::array<std::uint8_t, 3 * kLevels> results{};
+  runProgram(plan, {inputs, std::as_writable_bytes(std::span(results)).data(), kLevels, 0, 0});
+  return makeTables(source, results);
+}
+
+void runTables(const Executable::Plan& plan, const RowRun& row) {
+  const auto* from = reinterpret_cast<const std::uint8_t*>(row.inputs[plan.tables->source]);
+  auto* to = reinterpret_cast<std::uint8_t*>(row.output);
+  const auto lookUp = usesVectors() ? lookUpVectors : lookUpPlainly;
+  lookUp(*plan.tables, from, to, row.pixels, plan.output.components);
+}
+
 }  // namespace
 
 // The passes, in order.
@@ -25,11 +57,17 @@ Executable Executable::compile(const Program& program, std::span<const PixelLayo
   plan->inputs.assign(inputs.begin(), inputs.end());
   plan->output = output;
   plan->images = std::move(images);
-  plan->program = simplifyForLayouts(program, plan->inputs, plan->images);
+  SimplifiedProgram simplified = simplifyForLayouts(program, plan->inputs, plan->images);
+  plan->program = std::move(simplified.program);
   plan->opaque = isConstantOne(plan->program, plan->program.outputs[3]);
-  TapeResult result = makeTape(plan->program);
+  plan->renders = plan->opaque && output.type == SampleType::u8;
+  TapeResult result =
+      makeTape(plan->program, TapeOptions{.render = plan->renders, .isSmall = simplified.isSmall});
   plan->hasTape = result.ok;
   plan->tape = std::move(result.tape);
+  if (const auto source = separableSource(plan->program, plan->inputs, output)) {
+    plan->tables = tabulate(*plan, *source);
+  }
   Executable executable;
   executable.plan_ = std::move(plan);
   return executable;
@@ -38,14 +76,14 @@ Executable Executable::compile(const Program& program, std::span<const PixelLayo
 void Executable::run(std::span<const std::byte* const> inputs, std::byte* output,
                      std::size_t pixels, std::int32_t x, std::int32_t y) const {
   const RowRun row{inputs, output, pixels, x, y};
-  if (plan_->hasTape && usesVectors()) {
-    runVectors(*plan_, row);
+  if (plan_->tables) {
+    runTables(*plan_, row);
   } else {
-    runPlainly(*plan_, row);
+    runProgram(*plan_, row);
   }
 }
 
-bool Executable::usesTables() const { return false; }
+bool Executable::usesTables() const { return plan_->tables.has_value(); }
 
 std::string Executable::listing() const { return listingOf(plan_->tape); }
 

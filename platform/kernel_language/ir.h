@@ -101,6 +101,9 @@ class Builder {
   [[nodiscard]] Type type(ValueId value) const;
   [[nodiscard]] std::optional<float> constantValue(ValueId value) const;  // f32 constants only
 
+  // True if the f32 is known to lie in -limit … limit wherever it is a number.
+  [[nodiscard]] bool isWithin(ValueId value, float limit) const;
+
   // Drops what the outputs do not need.
   [[nodiscard]] Program finish(const Pixel& outputs) const;
 
@@ -126,6 +129,7 @@ class Builder {
   [[nodiscard]] std::optional<ValueId> simplifiedLogic(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<ValueId> simplifiedInteger(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<std::uint32_t> constantBits(ValueId value) const;
+  [[nodiscard]] ValueId withoutZero(ValueId value) const;
   ValueId constantOfType(Type type, std::uint32_t bits);
 
   struct Hash {

@@ -142,6 +142,16 @@ Builder::Range Builder::rangeOf(const Instruction& instruction) const {
   }
 }
 
+bool Builder::isWithin(ValueId value, float limit) const {
+  return -limit <= ranges_[value].low && ranges_[value].high <= limit;
+}
+
+// x for x + 0: they differ in the sign of zero alone, which a sum with another number hides.
+ValueId Builder::withoutZero(ValueId value) const {
+  const Instruction& in = instructions_[value];
+  return in.op == Op::add && constantValue(in.b) == 0.0F ? in.a : value;
+}
+
 std::optional<ValueId> Builder::simplified(Op op, ValueId a) {
   const Instruction inner = instructions_[a];
   switch (op) {
@@ -211,6 +221,9 @@ std::optional<ValueId> Builder::simplifiedArithmetic(Op op, ValueId a, ValueId b
       if (second == 0.0F && (isNegativeZero(*second) || !ranges_[a].maybeNegativeZero)) return a;
       if (right.op == Op::neg) return binary(Op::sub, a, right.a);
       if (left.op == Op::neg) return binary(Op::sub, b, left.a);
+      if (second && second != 0.0F && withoutZero(a) != a) {
+        return binary(Op::add, withoutZero(a), b);
+      }
       return std::nullopt;
     case Op::sub:
       // x - 0 = x; x - -0 = x but for x = -0.
@@ -218,6 +231,12 @@ std::optional<ValueId> Builder::simplifiedArithmetic(Op op, ValueId a, ValueId b
       if (right.op == Op::neg) return binary(Op::add, a, right.a);
       if (first == 0.0F && isNegativeZero(*first)) return unary(Op::neg, b);  // -0 - x
       if (a == b && ranges_[a].finite()) return constant(0.0F);
+      if (second && second != 0.0F && withoutZero(a) != a) {
+        return binary(Op::sub, withoutZero(a), b);
+      }
+      if (first && first != 0.0F && withoutZero(b) != b) {
+        return binary(Op::sub, a, withoutZero(b));
+      }
       return std::nullopt;
     case Op::mul:
       if (second == 1.0F) return a;

@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "platform/kernel_language/channel_tables.h"
 #include "platform/kernel_language/executable.h"
 #include "platform/kernel_language/tape.h"
 
@@ -17,9 +19,11 @@ struct Executable::Plan {
   std::vector<PixelLayout> inputs;
   PixelLayout output;
   std::vector<SampledImage> images;
-  Tape tape;            // the program as the vector executor runs it
-  bool hasTape = true;  // else only the plain implementation can run it
-  bool opaque = false;  // alpha is 1 for every pixel
+  Tape tape;             // the program as the vector executor runs it
+  bool hasTape = true;   // else only the plain implementation can run it
+  bool opaque = false;   // alpha is 1 for every pixel
+  bool renders = false;  // the steps render the output themselves: it is opaque and has 8 bits
+  std::optional<ChannelTables> tables;  // then nothing else is run
 };
 
 // One run of pixels within one row, as Executable::run gets it.

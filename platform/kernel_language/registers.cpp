@@ -7,6 +7,19 @@
 namespace kelvo::kernel_language {
 namespace {
 
+bool leavesAccumulator(Code code) {
+  switch (code) {
+    case Code::call:
+    case Code::sample:
+    case Code::destX:
+    case Code::destY:
+    case Code::end:
+      return true;
+    default:
+      return false;
+  }
+}
+
 class Allocator {
  public:
   explicit Allocator(const VirtualTape& tape)
@@ -21,7 +34,10 @@ class Allocator {
       to_.inputs.push_back({input.source, input.component, take(input.target)});
     }
     for (std::size_t i = 0; i < from_.steps.size(); ++i) allocateStep(i);
-    for (std::size_t i = 0; i < 4; ++i) to_.outputs[i] = assigned_[from_.outputs[i]];
+    for (std::size_t i = 0; i < 4; ++i) {
+      const VirtualRegister output = from_.outputs[i];
+      to_.outputs[i] = output == kNoVirtualRegister ? kNoRegister : assigned_[output];
+    }
     to_.registers = count_;
     if (!ok_) return {{}, false};
     return {std::move(to_), true};
@@ -35,7 +51,9 @@ class Allocator {
       }
     }
     for (const auto& constant : from_.constants) lastUse_[constant.target] = from_.steps.size();
-    for (const VirtualRegister output : from_.outputs) lastUse_[output] = from_.steps.size();
+    for (const VirtualRegister output : from_.outputs) {
+      if (output != kNoVirtualRegister) lastUse_[output] = from_.steps.size();
+    }
   }
 
   Register take(VirtualRegister target) {
@@ -56,25 +74,31 @@ class Allocator {
     if (assigned_[m] != kNoRegister) free_.push_back(assigned_[m]);
   }
 
+  void releaseOperands(const std::array<VirtualRegister, 3>& operands, std::size_t index) {
+    for (std::size_t i = 0; i < operands.size(); ++i) {
+      const VirtualRegister m = operands[i];
+      const auto earlier = std::span(operands).first(i);
+      const bool repeated = std::ranges::find(earlier, m) != earlier.end();
+      if (m != kNoVirtualRegister && lastUse_[m] == index && !repeated) release(m);
+    }
+  }
+
   void allocateStep(std::size_t index) {
     const VirtualStep& step = from_.steps[index];
-    Step result{.code = step.code, .op = step.op, .image = step.image, .k = step.k};
+    Step result{.code = step.code, .op = step.op, .index = step.index, .k = step.k};
     const auto operands = step.m.all();
     const auto targets = step.target.all();
     for (std::size_t i = 0; i < 3; ++i) {
       if (operands[i] != kNoVirtualRegister) result.m[i] = assigned_[operands[i]];
     }
     result.target.fill(kNoRegister);
+    // The accumulator is stored when all operands have been read; a call reads and writes in turns.
+    const bool inPlace = !leavesAccumulator(step.code);
+    if (inPlace) releaseOperands(operands, index);
     for (std::size_t i = 0; i < 4; ++i) {
       if (targets[i] != kNoVirtualRegister) result.target[i] = take(targets[i]);
     }
-    // Operands are given back after the results are placed: a call may read and write in turns.
-    for (std::size_t i = 0; i < 3; ++i) {
-      const VirtualRegister m = operands[i];
-      const auto earlier = std::span(operands).first(i);
-      const bool repeated = std::ranges::find(earlier, m) != earlier.end();
-      if (m != kNoVirtualRegister && lastUse_[m] == index && !repeated) release(m);
-    }
+    if (!inPlace) releaseOperands(operands, index);
     to_.steps.push_back(result);
   }
 

@@ -37,8 +37,8 @@ struct VirtualStep {
   Op op = Op::constant;
   VirtualOperands m{};
   VirtualResults target{};
-  std::uint16_t image = 0;
-  std::array<float, 3> k{};
+  std::uint16_t index = 0;
+  std::array<float, 4> k{};
 };
 
 struct VirtualTape {
@@ -54,7 +54,8 @@ struct VirtualTape {
   std::vector<Constant> constants;
   std::vector<Input> inputs;
   std::vector<VirtualStep> steps;
-  std::array<VirtualRegister, 4> outputs{};
+  std::array<VirtualRegister, 4> outputs{kNoVirtualRegister, kNoVirtualRegister, kNoVirtualRegister,
+                                         kNoVirtualRegister};
   VirtualRegister registers = 0;
 };
 

@@ -1,6 +1,5 @@
 #include "platform/kernel_language/simplify.h"
 
-#include <algorithm>
 #include <bit>
 
 namespace kelvo::kernel_language {
@@ -19,8 +18,8 @@ bool isUsable(const SampledImage& image) {
 
 }  // namespace
 
-Program simplifyForLayouts(const Program& program, std::span<const PixelLayout> inputs,
-                           std::span<const SampledImage> images) {
+SimplifiedProgram simplifyForLayouts(const Program& program, std::span<const PixelLayout> inputs,
+                                     std::span<const SampledImage> images) {
   Builder builder;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (inputs[i].type != SampleType::f32) builder.assumeUnitRange(static_cast<std::uint32_t>(i));
@@ -71,9 +70,15 @@ Program simplifyForLayouts(const Program& program, std::span<const PixelLayout> 
     }
     moved.push_back(value);
   }
+  constexpr float kSmall = 0x1p22F;
   Pixel outputs{};
-  std::ranges::transform(program.outputs, outputs.begin(), [&](ValueId v) { return moved[v]; });
-  return builder.finish(outputs);
+  SimplifiedProgram result;
+  for (std::size_t c = 0; c < 4; ++c) {
+    outputs[c] = moved[program.outputs[c]];
+    result.isSmall[c] = builder.isWithin(outputs[c], kSmall);
+  }
+  result.program = builder.finish(outputs);
+  return result;
 }
 
 }  // namespace kelvo::kernel_language

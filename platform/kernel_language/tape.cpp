@@ -5,6 +5,7 @@
 #include <optional>
 #include <tuple>
 
+#include "platform/kernel_language/fusion.h"
 #include "platform/kernel_language/registers.h"
 #include "platform/kernel_language/trees.h"
 
@@ -89,9 +90,10 @@ Code unaryCode(Op op) {
 // Emits steps on virtual registers: a value's own number, or a temporary's beyond those.
 class Emitter {
  public:
-  explicit Emitter(const Program& program)
+  Emitter(const Program& program, const TapeOptions& options)
       : program_(program),
-        trees_(cutTrees(program)),
+        options_(options),
+        trees_(cutTrees(program, options.render)),
         nextRegister_(static_cast<VirtualRegister>(program.instructions.size())) {}
 
   VirtualTape emit() {
@@ -106,9 +108,17 @@ class Emitter {
         *components[in.immediate % 4] = value;
       }
     }
-    for (const ValueId value : trees_.storedOrder) emitStored(value);
-    for (std::size_t i = 0; i < 4; ++i) tape_.outputs[i] = inRegister(program_.outputs[i]);
-    tape_.steps.push_back({.code = Code::end});
+    for (const Root& root : trees_.roots) {
+      if (root.component) {
+        emitRendered(root.value, *root.component);
+      } else {
+        emitStored(root.value);
+      }
+    }
+    if (!options_.render) {
+      for (std::size_t i = 0; i < 4; ++i) tape_.outputs[i] = inRegister(program_.outputs[i]);
+    }
+    push({.code = Code::end});
     tape_.registers = nextRegister_;
     return std::move(tape_);
   }
@@ -123,7 +133,25 @@ class Emitter {
   [[nodiscard]] bool isConstant(ValueId v) const { return trees_.place[v] == Place::constant; }
   [[nodiscard]] float constant(ValueId v) const { return std::bit_cast<float>(at(v).immediate); }
 
-  void push(const VirtualStep& step) { tape_.steps.push_back(step); }
+  // Joins the step with those before it where one step can do the work of both.
+  void push(VirtualStep step) {
+    while (!tape_.steps.empty()) {
+      const auto fused = fusedSteps(tape_.steps.back(), step);
+      if (!fused) break;
+      tape_.steps.pop_back();
+      step = *fused;
+    }
+    tape_.steps.push_back(step);
+  }
+
+  // Stores the accumulator, which the last step left.
+  void storeInto(VirtualRegister target) { tape_.steps.back().target = {target}; }
+
+  void emitRendered(ValueId value, std::uint32_t component) {
+    compute(value);
+    push({.code = options_.isSmall[component] ? Code::renderSmall : Code::render,
+          .index = static_cast<std::uint16_t>(component)});
+  }
 
   // A stored value's register, or one that holds a constant for good.
   VirtualRegister inRegister(ValueId value) {
@@ -151,8 +179,8 @@ class Emitter {
         break;
     }
     if (isAccumulatorOp(in.op)) {
-      compute(value);
-      push({.code = Code::store, .target = {value}});
+      computeInner(value);
+      storeInto(value);
       return;
     }
     VirtualStep step{.code = Code::call, .op = in.op, .target = {value}};
@@ -172,14 +200,14 @@ class Emitter {
     VirtualStep step{.code = Code::sample,
                      .m = {inRegister(in.a), inRegister(in.b), kNoVirtualRegister},
                      .target = group->second,
-                     .image = static_cast<std::uint16_t>(in.immediate / 4)};
+                     .index = static_cast<std::uint16_t>(in.immediate / 4)};
     push(step);
     samples_.erase(group);
   }
 
   // Leaves the value in the accumulator.
   void compute(ValueId value) {
-    if (isStored(value) && depth_ > 0) {
+    if (isStored(value)) {
       push({.code = Code::loadM, .m = {value}});
       return;
     }
@@ -187,9 +215,7 @@ class Emitter {
       push({.code = Code::loadK, .k = {constant(value)}});
       return;
     }
-    ++depth_;
     computeInner(value);
-    --depth_;
   }
 
   void computeInner(ValueId value) {
@@ -207,7 +233,7 @@ class Emitter {
   VirtualRegister computeIntoTemporary(ValueId value) {
     compute(value);
     const VirtualRegister temporary = nextRegister_++;
-    push({.code = Code::store, .target = {temporary}});
+    storeInto(temporary);
     return temporary;
   }
 
@@ -301,52 +327,16 @@ class Emitter {
     if (isStored(in.a) && isStored(in.b)) return Product{in.a, in.b, 0.0F};
     return std::nullopt;
   }
-  [[nodiscard]] std::optional<Product> scaled(ValueId value) const {
-    const auto result = product(value);
-    if (result && result->other != kNoVirtualRegister) return std::nullopt;
-    return result;
-  }
-
-  // Two operations and more in one step; every one is rounded as if it stood alone.
+  // A product joined with the sum it goes into, each rounded as if it stood alone.
   bool computeFused(const Instruction& in) {
     switch (in.op) {
       case Op::add:
-        return computeWeightedSum(in) || computeScaleAdd(in.a, in.b) ||
-               computeScaleAdd(in.b, in.a) || computeAddProduct(in.a, in.b) ||
-               computeAddProduct(in.b, in.a);
+        return computeAddProduct(in.a, in.b) || computeAddProduct(in.b, in.a);
       case Op::sub:
         return computeSubtractProduct(in);
-      case Op::mul:
-        return computeAddScale(in);
       default:
         return false;
     }
-  }
-
-  bool computeWeightedSum(const Instruction& in) {
-    if (!isInner(in.a) || at(in.a).op != Op::add) return false;
-    const auto first = scaled(at(in.a).a);
-    const auto second = scaled(at(in.a).b);
-    const auto third = scaled(in.b);
-    if (!first || !second || !third) return false;
-    push({.code = Code::weightedSum,
-          .m = {first->m, second->m, third->m},
-          .k = {first->k, second->k, third->k}});
-    return true;
-  }
-
-  // (inner k) + leaf
-  bool computeScaleAdd(ValueId productValue, ValueId addend) {
-    if (!isInner(productValue) || at(productValue).op != Op::mul || isInner(addend)) return false;
-    const Instruction& in = at(productValue);
-    if (!isInner(in.a) || !isConstant(in.b)) return false;
-    compute(in.a);
-    if (isConstant(addend)) {
-      push({.code = Code::scaleAddK, .k = {constant(in.b), constant(addend)}});
-    } else {
-      push({.code = Code::scaleAddM, .m = {addend}, .k = {constant(in.b)}});
-    }
-    return true;
   }
 
   bool computeAddProduct(ValueId addend, ValueId productValue) {
@@ -374,30 +364,20 @@ class Emitter {
     }
   }
 
-  // (inner ± k) k
-  bool computeAddScale(const Instruction& in) {
-    if (!isInner(in.a) || !isConstant(in.b)) return false;
-    const Instruction& sum = at(in.a);
-    const bool negated = sum.op == Op::sub;
-    if ((sum.op != Op::add && !negated) || !isInner(sum.a) || !isConstant(sum.b)) return false;
-    compute(sum.a);
-    push({.code = Code::addScale,
-          .k = {negated ? -constant(sum.b) : constant(sum.b), constant(in.b)}});
-    return true;
-  }
-
   const Program& program_;
+  const TapeOptions& options_;
   Trees trees_;
   VirtualTape tape_;
   VirtualRegister nextRegister_;
   std::map<std::uint32_t, VirtualRegister> constants_;
   std::map<SamplePlace, VirtualResults> samples_;  // not yet emitted
-  unsigned depth_ = 0;
 };
 
 }  // namespace
 
 // The passes, in order: trees and their schedule, steps, registers.
-TapeResult makeTape(const Program& program) { return allocateRegisters(Emitter(program).emit()); }
+TapeResult makeTape(const Program& program, const TapeOptions& options) {
+  return allocateRegisters(Emitter(program, options).emit());
+}
 
 }  // namespace kelvo::kernel_language

@@ -18,10 +18,10 @@
 namespace kelvo::kernel_language {
 
 // Operands in the order of the operation: A the accumulator, M a block register, K a constant.
-// The result is the accumulator, except for `store` and the calls.
+// The result is the accumulator, and where the step has a target it is stored there too.
 enum class Code : std::uint8_t {
   // clang-format off
-  loadM, loadK, store,
+  loadM, loadK,
   neg, abs, sign, floor, ceil, fract, sqrt, maskNot,
   addAM, addAK, addMM, addMK,
   subAM, subMA, subKA, subMM, subKM,
@@ -36,16 +36,25 @@ enum class Code : std::uint8_t {
   maskAndAM, maskAndMM, maskOrAM, maskOrMM, maskXorAM, maskXorMM,
   // mask, chosen where it is set, chosen elsewhere
   selectAMM, selectAMK, selectAKM, selectAKK, selectMAM, selectMAK, selectMMA, selectMKA,
-  // Two operations, each rounded: A + M K, A + M M, A - M M, A K + M, A K + K, (A + K) K
-  addProductMK, addProductMM, subProductMM, scaleAddM, scaleAddK, addScale,
-  // M K + M K + M K, the sums from left to right
-  weightedSum,
+  // Several operations, each rounded by itself. A + M K, A + M M, A - M M:
+  addProductMK, addProductMM, subProductMM,
+  // A K + M, A K + K, (A + K) K, (A + K) + K, (A + K) K + K, ((A + K) + K) K + K:
+  scaleAddM, scaleAddK, addScale, addAdd, addScaleAdd, addAddScaleAdd,
+  // (M - M) K + M:
+  subScaleAdd,
+  // M K + M K, and M K more, and K more, the sums from left to right:
+  weightedPair, weightedSum, weightedSumAdd,
+  // Turns the accumulator into 8-bit levels of a component of the opaque output; renderSmall where
+  // the values are known to be small.
+  render, renderSmall,
   // Leaves the accumulator; the operands and the result are block registers.
   call, sample, destX, destY, end,
   // clang-format on
 };
 
 std::string_view codeName(Code code);
+unsigned codeRegisters(Code code);  // operands among the block registers; of `call` at most
+unsigned codeConstants(Code code);  // constant operands
 
 // Which block register, by number.
 using Register = std::uint16_t;
@@ -53,13 +62,13 @@ using Register = std::uint16_t;
 struct Step {
   Code code = Code::end;
   Op op = Op::constant;              // of `call`
+  std::uint16_t index = 0;           // of `sample` the image, of `render` the component
   std::array<Register, 3> m{};       // operands; of `sample` the coordinates
-  std::array<Register, 4> target{};  // results; of `sample` by component, else one
-  std::uint16_t image = 0;           // of `sample`
-  std::array<float, 3> k{};
+  std::array<Register, 4> target{};  // results; of `sample` by component, else the first
+  std::array<float, 4> k{};
 };
 
-// Marks a component that `sample` need not compute.
+// No result wanted.
 constexpr Register kNoRegister = 0xffff;
 
 struct Tape {
@@ -72,11 +81,16 @@ struct Tape {
     std::uint32_t bits;
     Register target;
   };
-  std::vector<Constant> constants;  // filled once, never overwritten
-  std::vector<Input> inputs;        // filled before the steps of each block
-  std::vector<Step> steps;          // the last is `end`
-  std::array<Register, 4> outputs{};
+  std::vector<Constant> constants;    // filled once, never overwritten
+  std::vector<Input> inputs;          // filled before the steps of each block
+  std::vector<Step> steps;            // the last is `end`
+  std::array<Register, 4> outputs{};  // unless the steps render
   std::uint32_t registers = 0;
+};
+
+struct TapeOptions {
+  bool render = false;            // the output is opaque and has 8 bits: the steps render it
+  std::array<bool, 4> isSmall{};  // see SimplifiedProgram
 };
 
 // Selects steps, orders them and allocates block registers. Programs that would need more than
@@ -85,7 +99,7 @@ struct TapeResult {
   Tape tape;
   bool ok = true;
 };
-TapeResult makeTape(const Program& program);
+TapeResult makeTape(const Program& program, const TapeOptions& options);
 
 std::string listingOf(const Tape& tape);
 

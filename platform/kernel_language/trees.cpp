@@ -15,7 +15,7 @@ bool isConstant(Op op) {
 
 std::array<ValueId, 3> operandsOf(const Instruction& in) { return {in.a, in.b, in.c}; }
 
-std::vector<Place> choosePlaces(const Program& program) {
+std::vector<Place> choosePlaces(const Program& program, bool renders) {
   const std::size_t size = program.instructions.size();
   std::vector<std::uint32_t> uses(size, 0);
   std::vector<bool> mustStore(size, false);
@@ -26,7 +26,10 @@ std::vector<Place> choosePlaces(const Program& program) {
       if (!isAccumulatorOp(in.op)) mustStore[operand] = true;  // calls work on block registers
     }
   }
-  for (const ValueId output : program.outputs) mustStore[output] = true;
+  for (std::size_t c = 0; c < 4; ++c) {
+    ++uses[program.outputs[c]];
+    if (!renders) mustStore[program.outputs[c]] = true;
+  }
 
   std::vector<Place> place(size, Place::stored);
   std::vector<std::uint32_t> depth(size, 0);
@@ -90,31 +93,45 @@ bool isAccumulatorOp(Op op) {
   }
 }
 
-Trees cutTrees(const Program& program) {
+Trees cutTrees(const Program& program, bool renders) {
   Trees trees;
-  trees.place = choosePlaces(program);
+  trees.place = choosePlaces(program, renders);
   std::vector<bool> ordered(program.instructions.size(), false);
   struct Visit {
-    ValueId value;
+    Root root;
     std::vector<ValueId> needs;
     std::size_t next = 0;
   };
   std::vector<Visit> open;
-  const auto visit = [&](ValueId value) {
+  const auto visitValue = [&](ValueId value) {
     if (ordered[value] || trees.place[value] != Place::stored) return;
     ordered[value] = true;  // programs have no cycles: whoever meets it again comes later
-    open.push_back({value, {}});
+    if (program.instructions[value].op == Op::input) return;
+    open.push_back({{value, std::nullopt}, {}});
     collectNeeds(program, trees.place, value, open.back().needs);
   };
-  for (const ValueId output : program.outputs) {
-    visit(output);
+  const auto visitOutput = [&](std::uint32_t component) {
+    const ValueId value = program.outputs[component];
+    open.push_back({{value, component}, {}});
+    if (trees.place[value] == Place::inner) {
+      collectNeeds(program, trees.place, value, open.back().needs);
+    } else {
+      open.back().needs.push_back(value);
+    }
+  };
+  for (std::uint32_t component = 0; component < 4; ++component) {
+    if (!renders) {
+      visitValue(program.outputs[component]);
+    } else if (component < 3) {
+      visitOutput(component);
+    }
     while (!open.empty()) {
       Visit& top = open.back();
       if (top.next < top.needs.size()) {
-        visit(top.needs[top.next++]);
+        visitValue(top.needs[top.next++]);
         continue;
       }
-      if (program.instructions[top.value].op != Op::input) trees.storedOrder.push_back(top.value);
+      trees.roots.push_back(top.root);
       open.pop_back();
     }
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "platform/kernel_language/ir.h"
@@ -15,16 +16,23 @@ enum class Place : std::uint8_t {
   inner,     // in the accumulator, within the tree of its only user
 };
 
+// What a tree's result is for: a block register of its own, or a component of the output.
+struct Root {
+  ValueId value = kNoValue;
+  std::optional<std::uint32_t> component;
+};
+
 struct Trees {
-  std::vector<Place> place;          // by value
-  std::vector<ValueId> storedOrder;  // stored values, but for inputs, each after what it needs
+  std::vector<Place> place;  // by value
+  std::vector<Root> roots;   // each after what it needs; inputs and constants have none
 };
 
 // True if the accumulator has a step of its own for it; the others are calls.
 bool isAccumulatorOp(Op op);
 
 // Cuts the program into trees that the accumulator can walk, and orders them depth first from the
-// outputs, so that few values wait in registers.
-Trees cutTrees(const Program& program);
+// outputs, so that few values wait in registers. `renders`: red, green and blue are roots of their
+// own; else all outputs are stored.
+Trees cutTrees(const Program& program, bool renders);
 
 }  // namespace kelvo::kernel_language

@@ -40,7 +40,10 @@ constexpr std::size_t kMaximumPixelBytes = 5 * sizeof(float);
 class RowRunner {
  public:
   RowRunner(const Executable::Plan& plan, const RowRun& row)
-      : plan_(plan), row_(row), registers_(scratchFloats(plan.tape.registers * kBlock)) {
+      : plan_(plan),
+        row_(row),  // One more than the tape has holds the rendered bytes.
+        registers_(scratchFloats((plan.tape.registers + 1) * kBlock)),
+        planes_(reinterpret_cast<std::uint8_t*>(registers_ + plan.tape.registers * kBlock)) {
     for (const Tape::Constant& constant : plan.tape.constants) {
       fill(constant.target, std::bit_cast<float>(constant.bits));
     }
@@ -76,6 +79,10 @@ class RowRunner {
   }
 
   void store(std::byte* pixels) {
+    if (plan_.renders) {
+      joinRendered(planes_, plan_.output.components, reinterpret_cast<std::uint8_t*>(pixels));
+      return;
+    }
     const std::array<Register, 4>& outputs = plan_.tape.outputs;
     storePixels(plan_.output, {at(outputs[0]), at(outputs[1]), at(outputs[2]), at(outputs[3])},
                 plan_.opaque, pixels);
@@ -107,13 +114,13 @@ class RowRunner {
   void runTape(std::size_t done) {
     const Step* step = plan_.tape.steps.data();
     for (;; ++step) {
-      step = runSteps(step, registers_);
+      step = runSteps(step, registers_, planes_);
       switch (step->code) {
         case Code::call:
           call(step->op, at(step->target[0]), at(step->m[0]), at(step->m[1]), at(step->m[2]));
           break;
         case Code::sample:
-          sampleBlock(plan_.images[step->image], at(step->m[0]), at(step->m[1]),
+          sampleBlock(plan_.images[step->index], at(step->m[0]), at(step->m[1]),
                       {atOrNull(step->target[0]), atOrNull(step->target[1]),
                        atOrNull(step->target[2]), atOrNull(step->target[3])});
           break;
@@ -142,6 +149,7 @@ class RowRunner {
   const Executable::Plan& plan_;
   const RowRun& row_;
   float* registers_;
+  std::uint8_t* planes_;
 };
 
 }  // namespace

@@ -228,6 +228,24 @@ HWY_NOINLINE void storePixels(const PixelLayout& layout, const std::array<const 
   }
 }
 
+// Interleaves the rendered bytes of red, green and blue, plane after plane, with an alpha of 255
+// where there are four components.
+HWY_NOINLINE void joinRendered(const std::uint8_t* HWY_RESTRICT planes, std::size_t components,
+                               std::uint8_t* HWY_RESTRICT pixels) {
+  const hn::ScalableTag<std::uint8_t> d;
+  constexpr std::size_t kStep = hn::MaxLanes(hn::ScalableTag<std::uint8_t>());
+  for (std::size_t i = 0; i < kBlock; i += kStep) {
+    const auto r = hn::Load(d, planes + i);
+    const auto g = hn::Load(d, planes + kBlock + i);
+    const auto b = hn::Load(d, planes + 2 * kBlock + i);
+    if (components == 3) {
+      hn::StoreInterleaved3(r, g, b, d, pixels + 3 * i);
+    } else {
+      hn::StoreInterleaved4(r, g, b, hn::Set(d, 255), d, pixels + 4 * i);
+    }
+  }
+}
+
 }  // namespace HWY_NAMESPACE
 }  // namespace kelvo::kernel_language
 HWY_AFTER_NAMESPACE();

@@ -7,6 +7,7 @@
 #endif
 
 #include "platform/kernel_language/vector_lanes-inl.h"
+#include "platform/kernel_language/vector_pixels-inl.h"
 
 #if HWY_TARGET != HWY_SCALAR
 HWY_BEFORE_NAMESPACE();
@@ -119,6 +120,20 @@ HWY_INLINE void stepKM(Accumulator& acc, const float* HWY_RESTRICT m, float cons
   KELVO_EACH(v = F()(k, hn::Load(D(), m + i)));
 }
 
+HWY_INLINE V weightedLanes(const float* a, const float* b, const float* c, V k0, V k1, V k2) {
+  const D d;
+  const V pair = hn::Add(hn::Mul(hn::Load(d, a), k0), hn::Mul(hn::Load(d, b), k1));
+  return hn::Add(pair, hn::Mul(hn::Load(d, c), k2));
+}
+
+// The accumulator's values, 0 … 1 or saturating, as bytes.
+HWY_INLINE void renderLanes(const Accumulator& acc, std::uint8_t* HWY_RESTRICT to) {
+  storeLevels(levelOf<std::uint8_t>(acc.v0), levelOf<std::uint8_t>(acc.v1),
+              levelOf<std::uint8_t>(acc.v2), levelOf<std::uint8_t>(acc.v3), to);
+  storeLevels(levelOf<std::uint8_t>(acc.v4), levelOf<std::uint8_t>(acc.v5),
+              levelOf<std::uint8_t>(acc.v6), levelOf<std::uint8_t>(acc.v7), to + 4 * kLanes);
+}
+
 #define KELVO_CASE_AM(name, F) \
   case Code::name##AM:         \
     stepAM<F>(acc, m(0));      \
@@ -155,13 +170,17 @@ HWY_INLINE void stepKM(Accumulator& acc, const float* HWY_RESTRICT m, float cons
 
 // Runs accumulator steps from `step` on and returns the first that is not one. Contains no calls,
 // so that the accumulator never leaves the processor's registers.
-HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_RESTRICT registers) {
+HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_RESTRICT registers,
+                                  std::uint8_t* HWY_RESTRICT planes) {
   const D d;
+  const V one = hn::Set(d, 1.0F);
   const V zero = hn::Zero(d);
   Accumulator acc{zero, zero, zero, zero, zero, zero, zero, zero};
   for (;; ++step) {
     const auto m = [&](std::size_t operand)
                        HWY_ATTR { return registerAt(registers, step->m[operand]); };
+    const auto k = [&](std::size_t constant) HWY_ATTR { return hn::Set(d, step->k[constant]); };
+    if (step->code > Code::end) __builtin_unreachable();  // spares a comparison
     switch (step->code) {
       case Code::loadM: {
         const float* HWY_RESTRICT from = m(0);
@@ -169,13 +188,8 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         break;
       }
       case Code::loadK: {
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = k);
-        break;
-      }
-      case Code::store: {
-        float* HWY_RESTRICT to = registerAt(registers, step->target[0]);
-        KELVO_EACH(hn::Store(v, D(), to + i));
+        const V k0 = k(0);
+        KELVO_EACH(v = k0);
         break;
       }
       case Code::neg:
@@ -226,19 +240,19 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         }
       case Code::selectAMK: {
         const float* HWY_RESTRICT a = m(0);
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), hn::Load(D(), a + i), k));
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), hn::Load(D(), a + i), k0));
         break;
       }
       case Code::selectAKM: {
         const float* HWY_RESTRICT b = m(0);
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), k, hn::Load(D(), b + i)));
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), k0, hn::Load(D(), b + i)));
         break;
       }
       case Code::selectAKK: {
-        const V k0 = hn::Set(d, step->k[0]);
-        const V k1 = hn::Set(d, step->k[1]);
+        const V k0 = k(0);
+        const V k1 = k(1);
         KELVO_EACH(v = hn::IfThenElse(loadedMask(v), k0, k1));
         break;
       }
@@ -251,8 +265,8 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
       }
       case Code::selectMAK: {
         const float* HWY_RESTRICT mask = m(0);
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), v, k));
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), v, k0));
         break;
       }
       case Code::selectMMA: {
@@ -264,14 +278,14 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
       }
       case Code::selectMKA: {
         const float* HWY_RESTRICT mask = m(0);
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), k, v));
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), k0, v));
         break;
       }
       case Code::addProductMK: {
         const float* HWY_RESTRICT a = m(0);
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = hn::Add(v, hn::Mul(hn::Load(D(), a + i), k)));
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::Add(v, hn::Mul(hn::Load(D(), a + i), k0)));
         break;
       }
       case Code::addProductMM: {
@@ -288,40 +302,101 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
       }
       case Code::scaleAddM: {
         const float* HWY_RESTRICT a = m(0);
-        const V k = hn::Set(d, step->k[0]);
-        KELVO_EACH(v = hn::Add(hn::Mul(v, k), hn::Load(D(), a + i)));
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::Add(hn::Mul(v, k0), hn::Load(D(), a + i)));
         break;
       }
       case Code::scaleAddK: {
-        const V k0 = hn::Set(d, step->k[0]);
-        const V k1 = hn::Set(d, step->k[1]);
+        const V k0 = k(0);
+        const V k1 = k(1);
         KELVO_EACH(v = hn::Add(hn::Mul(v, k0), k1));
         break;
       }
       case Code::addScale: {
-        const V k0 = hn::Set(d, step->k[0]);
-        const V k1 = hn::Set(d, step->k[1]);
+        const V k0 = k(0);
+        const V k1 = k(1);
         KELVO_EACH(v = hn::Mul(hn::Add(v, k0), k1));
+        break;
+      }
+      case Code::addAdd: {
+        const V k0 = k(0);
+        const V k1 = k(1);
+        KELVO_EACH(v = hn::Add(hn::Add(v, k0), k1));
+        break;
+      }
+      case Code::addScaleAdd: {
+        const V k0 = k(0);
+        const V k1 = k(1);
+        const V k2 = k(2);
+        KELVO_EACH(v = hn::Add(hn::Mul(hn::Add(v, k0), k1), k2));
+        break;
+      }
+      case Code::addAddScaleAdd: {
+        const V k0 = k(0);
+        const V k1 = k(1);
+        const V k2 = k(2);
+        const V k3 = k(3);
+        KELVO_EACH(v = hn::Add(hn::Mul(hn::Add(hn::Add(v, k0), k1), k2), k3));
+        break;
+      }
+      case Code::subScaleAdd: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const float* HWY_RESTRICT c = m(2);
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::Add(hn::Mul(hn::Sub(hn::Load(D(), a + i), hn::Load(D(), b + i)), k0),
+                               hn::Load(D(), c + i)));
+        break;
+      }
+      case Code::weightedPair: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const V k0 = k(0);
+        const V k1 = k(1);
+        KELVO_EACH(
+            v = hn::Add(hn::Mul(hn::Load(D(), a + i), k0), hn::Mul(hn::Load(D(), b + i), k1)));
         break;
       }
       case Code::weightedSum: {
         const float* HWY_RESTRICT a = m(0);
         const float* HWY_RESTRICT b = m(1);
         const float* HWY_RESTRICT c = m(2);
-        const V k0 = hn::Set(d, step->k[0]);
-        const V k1 = hn::Set(d, step->k[1]);
-        const V k2 = hn::Set(d, step->k[2]);
-        KELVO_EACH(v = hn::Add(hn::Add(hn::Mul(hn::Load(D(), a + i), k0),
-                                       hn::Mul(hn::Load(D(), b + i), k1)),
-                               hn::Mul(hn::Load(D(), c + i), k2)));
+        const V k0 = k(0);
+        const V k1 = k(1);
+        const V k2 = k(2);
+        KELVO_EACH(v = weightedLanes(a + i, b + i, c + i, k0, k1, k2));
         break;
       }
+      case Code::weightedSumAdd: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const float* HWY_RESTRICT c = m(2);
+        const V k0 = k(0);
+        const V k1 = k(1);
+        const V k2 = k(2);
+        const V k3 = k(3);
+        KELVO_EACH(v = hn::Add(weightedLanes(a + i, b + i, c + i, k0, k1, k2), k3));
+        break;
+      }
+      case Code::render:
+        KELVO_EACH(v = limitedLanes(v, one));
+        renderLanes(acc, planes + step->index * kBlock);
+        break;
+      case Code::renderSmall:
+        // Saturation limits them, and turns what is not a number into 0.
+        KELVO_EACH(v = KELVO_X86_VECTORS ? v : limitedLanes(v, one));
+        renderLanes(acc, planes + step->index * kBlock);
+        break;
       case Code::call:
       case Code::sample:
       case Code::destX:
       case Code::destY:
       case Code::end:
         return step;
+    }
+    if (step->target[0] != kNoRegister) {
+      float* HWY_RESTRICT to = registerAt(registers, step->target[0]);
+      KELVO_EACH(hn::Store(v, D(), to + i));
     }
   }
 }
