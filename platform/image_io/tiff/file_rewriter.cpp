@@ -280,6 +280,11 @@ Result<void> FileRewriter::finish() {
   std::vector<std::byte> first(format.offsetBytes());
   storeInteger(first, moved(file_->frames().front().offset), first.size(), format.bigEndian);
   if (auto written = writeAt(format.firstOffsetPosition(), first); !written) return written;
+  // Many writers pad to an even length.
+  if (file_->view().bytes.size() % 2 == 0 && out_.size() % 2 != 0) {
+    const std::byte padding{0};
+    return writeAt(out_.size(), std::span(&padding, 1));
+  }
   return out_.seek(out_.size());
 }
 

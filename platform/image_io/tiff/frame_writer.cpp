@@ -212,8 +212,8 @@ Result<void> checkArrival(const CGImage& image, const Picture& picture) {
     return Error{"an indexed picture must stay indexed"};
   }
   if (image.palette) return {};
-  if (picture.colorSamples() != 3 ||
-      (image.layout.components != 3 && image.layout.components != 4) ||
+  const bool rgb = picture.photometric == kRgb || picture.photometric == kYCbCr;
+  if (!rgb || (image.layout.components != 3 && image.layout.components != 4) ||
       image.layout.type == SampleType::f32 ||
       (image.layout.type == SampleType::u16 && picture.bits != 16)) {
     return Error{"the adjusted picture has other samples than the file can hold"};

@@ -1,51 +1,17 @@
 #include "platform/image_io/tiff/sample_rows.h"
 
-#include <zlib.h>
-
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <string>
 #include <utility>
 
+#include "platform/image_io/tiff/deflated_strile.h"
 #include "platform/image_io/tiff/tags.h"
 
 namespace kelvo::tiff {
 namespace {
 
 constexpr std::uint64_t kWholeStripBytes = 64ULL << 20;
-
-bool isDeflate(const Picture& picture) {
-  return picture.compression == kAdobeDeflate || picture.compression == kDeflate;
-}
-
-// Inflates a strip to its end without keeping anything. Decoding row by row stops at the last row
-// and so never meets the checksum that follows.
-Result<void> checkDeflated(std::span<const std::byte> strip, bool reversedBits) {
-  const Error damaged{"a strip is damaged: its deflate stream or checksum is wrong"};
-  if (reversedBits) return Error{"large deflated strips with reversed bits are not supported"};
-  z_stream stream{};
-  if (inflateInit(&stream) != Z_OK) return Error{"no memory to check a strip"};
-  std::array<Bytef, std::size_t{64} << 10> out{};
-  int state = Z_OK;
-  while (state == Z_OK) {
-    if (stream.avail_in == 0) {
-      constexpr std::size_t kMost = 1U << 30;
-      const std::size_t length = std::min(strip.size(), kMost);
-      if (length == 0) break;
-      stream.next_in =
-          const_cast<Bytef*>(reinterpret_cast<const Bytef*>(strip.data()));  // only read
-      stream.avail_in = static_cast<uInt>(length);
-      strip = strip.subspan(length);
-    }
-    stream.next_out = out.data();
-    stream.avail_out = static_cast<uInt>(out.size());
-    state = inflate(&stream, Z_NO_FLUSH);
-  }
-  inflateEnd(&stream);
-  if (state != Z_STREAM_END) return damaged;
-  return {};
-}
 
 }  // namespace
 
@@ -124,13 +90,10 @@ Result<void> SampleRows::openHandles(std::size_t frame) {
   const auto band = bandBytes(picture_, limits);
   if (!band) return band.error();
   byRows_ = !picture_.tiled && *band > wholeStripBytes(limits);
-  if (byRows_ && isDeflate(picture_)) {
-    for (const Extent& strip : striles_) {
-      auto checked =
-          checkDeflated(file_->view().bytes.subspan(static_cast<std::size_t>(strip.offset),
-                                                    static_cast<std::size_t>(strip.length)),
-                        picture_.fillOrder == 2);
-      if (!checked) return checked;
+  // Decoding row by row stops at the last row and so never meets the checksum.
+  if (byRows_ && isDeflated(picture_)) {
+    for (std::uint32_t i = 0; i < striles_.size(); ++i) {
+      if (auto checked = checkDeflated(storedStrile(i)); !checked) return checked;
     }
   }
   if (!byRows_) band_.resize(static_cast<std::size_t>(*band));
@@ -152,6 +115,26 @@ Result<void> SampleRows::openHandles(std::size_t frame) {
   return {};
 }
 
+// The bytes of a strip or tile, most significant bits first. Valid until the next call.
+std::span<const std::byte> SampleRows::storedStrile(std::uint32_t index) {
+  const auto stored = file_->view().bytes.subspan(static_cast<std::size_t>(striles_[index].offset),
+                                                  static_cast<std::size_t>(striles_[index].length));
+  if (picture_.fillOrder == 1) return stored;
+  turned_.assign(stored.begin(), stored.end());
+  TIFFReverseBits(reinterpret_cast<std::uint8_t*>(turned_.data()),
+                  static_cast<tmsize_t>(turned_.size()));
+  return turned_;
+}
+
+Result<void> SampleRows::readStrile(std::uint32_t index, std::span<std::byte> samples) {
+  if (isDeflated(picture_)) {
+    const auto stored = storedStrile(index);
+    if (inflateStrile(stored, file_->view().format, picture_, samples)) return {};
+    if (auto checked = checkDeflated(stored); !checked) return checked;
+  }
+  return handles_.front()->readStrile(index, samples);
+}
+
 std::span<std::byte> SampleRows::planeRow(std::uint32_t plane) {
   const std::uint32_t inBand = row_ % picture_.strileHeight;
   const std::size_t at = (std::size_t{plane} * picture_.strileHeight + inBand) * planeRowBytes_;
@@ -165,7 +148,7 @@ Result<void> SampleRows::loadTiles(std::uint32_t plane, std::span<std::byte> ban
   // bytes and join without shifting.
   const std::uint32_t first = (plane * picture_.down() + row_ / picture_.strileHeight) * across;
   for (std::uint32_t i = 0; i < across; ++i) {
-    if (auto read = handles_.front()->readStrile(first + i, tile_); !read) return read;
+    if (auto read = readStrile(first + i, tile_); !read) return read;
     for (std::uint32_t y = 0; y < picture_.strileHeight; ++y) {
       std::memcpy(band.data() + y * planeRowBytes_ + i * tileRow, tile_.data() + y * tileRow,
                   tileRow);
@@ -180,8 +163,7 @@ Result<void> SampleRows::loadBand() {
     const std::span band = std::span(band_).subspan(
         std::size_t{plane} * picture_.strileHeight * planeRowBytes_, rows * planeRowBytes_);
     const std::uint32_t strip = plane * picture_.down() + row_ / picture_.strileHeight;
-    auto loaded =
-        picture_.tiled ? loadTiles(plane, band) : handles_.front()->readStrile(strip, band);
+    auto loaded = picture_.tiled ? loadTiles(plane, band) : readStrile(strip, band);
     if (!loaded) return loaded;
   }
   return {};

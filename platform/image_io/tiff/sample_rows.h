@@ -27,6 +27,8 @@ class SampleRows {
  private:
   SampleRows(std::shared_ptr<const TiffFile> file, const Picture& picture);
   Result<void> openHandles(std::size_t frame);
+  std::span<const std::byte> storedStrile(std::uint32_t index);
+  Result<void> readStrile(std::uint32_t index, std::span<std::byte> samples);
   Result<void> loadBand();
   Result<void> loadTiles(std::uint32_t plane, std::span<std::byte> band);
   Result<void> readRow(std::span<std::byte> row);
@@ -44,6 +46,7 @@ class SampleRows {
   std::vector<std::unique_ptr<DecodingHandle>> handles_;
   std::vector<std::byte> band_;
   std::vector<std::byte> tile_;
+  std::vector<std::byte> turned_;  // a strile stored with its bits the other way round
 };
 
 // Strips up to this many bytes are decoded and encoded in one piece, which lets checksums be

@@ -65,9 +65,6 @@ std::string tagsElsewhere(const std::string& path);
 // Everything that libtiff tells about the arrangement of a file's frames, offsets left out.
 std::string structureElsewhere(const std::string& path);
 
-// The first offset of another offset table, value or strip that a program finds under a tag.
-std::uint64_t offsetElsewhere(const std::string& path, const std::string& tag);
-
 // Builds files entry by entry, in either byte order, classic or BigTIFF.
 class TiffBuilder {
  public:
