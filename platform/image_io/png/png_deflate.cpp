@@ -21,8 +21,8 @@ struct Effort {
   int strategy = 0;
   friend bool operator==(const Effort&, const Effort&) = default;
 };
-constexpr Effort kRunsOnly = {1, Z_RLE};          // nothing but runs repeats
-constexpr Effort kSomeMatches = {4, Z_FILTERED};  // some strings come again
+constexpr Effort kRunsOnly = {1, Z_RLE};                  // nothing but runs repeats
+constexpr Effort kSomeMatches = {2, Z_DEFAULT_STRATEGY};  // some strings come again
 constexpr Effort kManyMatches = {6, Z_DEFAULT_STRATEGY};
 
 // Bytes that the sample takes if each byte is coded by itself.
