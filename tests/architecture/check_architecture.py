@@ -253,9 +253,8 @@ def check_fuzz_seeds(tree):
         if declared and not codecs:
             yield "platform/image_io: no table of codecs was found"
     for codec in sorted(codecs):
-        seeds = [name for name in tree.files
-                 if re.match(rf"fuzz/image_io/seeds/[^/]*{codec}[^/]*/.", name)]
-        if not seeds:
+        seeds = re.compile(rf"fuzz/(?:image_io/)?seeds/[^/]*{codec}[^/]*/.")
+        if not any(map(seeds.match, tree.files)):
             yield f"fuzz/image_io/seeds: no seeds for {codec}"
     targets = {}
     for name in tree.files:
@@ -263,8 +262,8 @@ def check_fuzz_seeds(tree):
             for match in re.finditer(r"kelvo_add_fuzzer\(\s*([a-z]\w*)", tree.text(name)):
                 targets[match[1]] = name.rsplit("/", 1)[0]
     for target, folder in sorted(targets.items()):
-        if folder != "fuzz" and not any(within(name, f"{folder}/seeds/{target}")
-                                        for name in tree.files):
+        if not any(within(name, f"{place}/seeds/{target}")
+                   for name in tree.files for place in (folder, "fuzz")):
             yield f"{folder}: no seeds for the fuzz target {target}"
 
 

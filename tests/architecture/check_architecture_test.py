@@ -140,6 +140,10 @@ class CheckArchitecture(unittest.TestCase):
             {"fuzz/host/CMakeLists.txt": "kelvo_add_fuzzer(fuzz_workflow SOURCES a.cpp)\n"},
             "fuzz/host: no seeds for the fuzz target fuzz_workflow")
 
+    def test_seeds_may_stand_together_beside_the_folders(self):
+        self.assertEqual([], self.check({"fuzz/image_io/seeds/fuzz_png/one": None,
+                                         "fuzz/seeds/fuzz_png/one": "seed"}))
+
     def test_a_missing_table_of_codecs_is_caught(self):
         self.assert_caught({"platform/image_io/codecs.cpp": "\n"}, "no table of codecs was found")
 
