@@ -147,7 +147,7 @@ KELVO_MATH_INLINE auto reduceAngle(D d, V x) {
   const V cosineTail =
       polynomial(d, z, -0.49999999999999967, 0.04166666666663075, -0.0013888888882100919,
                  2.4801582609336556e-05, -2.7555852592391734e-07, 2.066529463577556e-09);
-  const V sine = hn::Add(r, hn::Mul(r, hn::Mul(z, sineTail)));
+  const V sine = hn::Mul(r, hn::Add(one, hn::Mul(z, sineTail)));  // keeps -0
   const V cosine = hn::Add(one, hn::Mul(z, cosineTail));
   const auto quadrant = hn::BitCast(du, shifted);
   return Reduced<V, decltype(quadrant)>{sine, cosine, quadrant};
