@@ -8,22 +8,18 @@
 #include <cmath>
 #include <vector>
 
+#include "platform/image_io/png/huffman_block.h"
+
 namespace kelvo {
 namespace {
 
 constexpr std::array<char, 4> kDataType = {'I', 'D', 'A', 'T'};
-constexpr std::size_t kBandBytes = std::size_t{256} << 10;
+constexpr std::size_t kBandBytes = std::size_t{128} << 10;
 constexpr std::size_t kChunkBytes = std::size_t{64} << 10;
 constexpr std::size_t kSampleBytes = std::size_t{16} << 10;
 
-struct Effort {
-  int level = 0;
-  int strategy = 0;
-  friend bool operator==(const Effort&, const Effort&) = default;
-};
-constexpr Effort kRunsOnly = {1, Z_RLE};                  // nothing but runs repeats
-constexpr Effort kSomeMatches = {2, Z_DEFAULT_STRATEGY};  // some strings come again
-constexpr Effort kManyMatches = {6, Z_DEFAULT_STRATEGY};
+// How hard a band is searched for strings that come again: not at all, or at a level of zlib.
+enum class Effort : int { none = 0, quick = 2, thorough = 6 };
 
 // Bytes that the sample takes if each byte is coded by itself.
 double codedAlone(std::span<const std::uint8_t> sample) {
@@ -48,14 +44,14 @@ class EffortChooser {
   EffortChooser& operator=(const EffortChooser&) = delete;
 
   Effort choose(std::span<const std::uint8_t> band) {
-    if (compressor_ == nullptr) return kSomeMatches;
+    if (compressor_ == nullptr) return Effort::quick;
     const std::size_t size = std::min(kSampleBytes, band.size());
     const auto sample = band.subspan((band.size() - size) / 2, size);
     const auto withMatches = static_cast<double>(libdeflate_deflate_compress(
         compressor_, sample.data(), sample.size(), packed_.data(), packed_.size()));
     const double alone = codedAlone(sample);
-    if (withMatches == 0 || withMatches > 0.97 * alone) return kRunsOnly;
-    return withMatches > 0.8 * alone ? kSomeMatches : kManyMatches;
+    if (withMatches == 0 || withMatches > 0.97 * alone) return Effort::none;
+    return withMatches > 0.8 * alone ? Effort::quick : Effort::thorough;
   }
 
  private:
@@ -63,19 +59,22 @@ class EffortChooser {
   std::vector<std::uint8_t> packed_;
 };
 
-class ZlibDataWriter final : public PngDataWriter {
+// A zlib stream (RFC 1950) joined of bands that each end at a whole byte.
+class BandedDataWriter final : public PngDataWriter {
  public:
-  explicit ZlibDataWriter(OutputFile& file) : file_(file), packed_(kChunkBytes) {
+  explicit BandedDataWriter(OutputFile& file)
+      : file_(file), packed_(kStreamHeader.begin(), kStreamHeader.end()) {
     band_.reserve(kBandBytes);
-    open_ = deflateInit2(&stream_, effort_.level, Z_DEFLATED, 15, 9, effort_.strategy) == Z_OK;
-    stream_.next_out = packed_.data();
-    stream_.avail_out = static_cast<uInt>(packed_.size());
+    // Less than 0: blocks alone, without the stream's header and checksum.
+    constexpr int kWindowBits = -15;
+    open_ = deflateInit2(&stream_, static_cast<int>(Effort::quick), Z_DEFLATED, kWindowBits, 9,
+                         Z_DEFAULT_STRATEGY) == Z_OK;
   }
-  ~ZlibDataWriter() override {
+  ~BandedDataWriter() override {
     if (open_) deflateEnd(&stream_);
   }
-  ZlibDataWriter(const ZlibDataWriter&) = delete;
-  ZlibDataWriter& operator=(const ZlibDataWriter&) = delete;
+  BandedDataWriter(const BandedDataWriter&) = delete;
+  BandedDataWriter& operator=(const BandedDataWriter&) = delete;
 
   Result<void> write(std::span<const std::uint8_t> bytes) override {
     while (!bytes.empty()) {
@@ -90,48 +89,65 @@ class ZlibDataWriter final : public PngDataWriter {
 
   Result<void> finish() override {
     if (auto packed = packBand(); !packed) return packed;
-    if (auto packed = pack(Z_FINISH); !packed) return packed;
+    packed_.insert(packed_.end(), kLastBlock.begin(), kLastBlock.end());
+    for (const unsigned shift : {24, 16, 8, 0}) {
+      packed_.push_back(static_cast<std::uint8_t>(checksum_ >> shift));
+    }
     return writeChunk();
   }
 
  private:
+  // A window of 32 KiB, the fastest algorithm, no dictionary.
+  static constexpr std::array<std::uint8_t, 2> kStreamHeader = {0x78, 0x01};
+  // A stored block of no bytes.
+  static constexpr std::array<std::uint8_t, 5> kLastBlock = {0x01, 0x00, 0x00, 0xff, 0xff};
+
   Result<void> packBand() {
     if (!open_) return Error{"there is not enough memory to encode the picture"};
-    if (const Effort effort = chooser_.choose(band_); effort != effort_) {
-      if (auto packed = pack(Z_BLOCK); !packed) return packed;
-      if (deflateParams(&stream_, effort.level, effort.strategy) != Z_OK) return failed();
-      effort_ = effort;
+    if (band_.empty()) return {};
+    checksum_ = libdeflate_adler32(checksum_, band_.data(), band_.size());
+    const Effort effort = chooser_.choose(band_);
+    if (effort == Effort::none) {
+      appendHuffmanBlock(band_, packed_);
+    } else if (!search(effort)) {
+      return Error{"the picture could not be compressed"};
+    }
+    before_ = effort;
+    band_.clear();
+    return packed_.size() < kChunkBytes ? Result<void>() : writeChunk();
+  }
+
+  bool search(Effort effort) {
+    // Repeats may reach back into the band before if this stream has seen it.
+    if (effort != before_ &&
+        (deflateReset(&stream_) != Z_OK ||
+         deflateParams(&stream_, static_cast<int>(effort), Z_DEFAULT_STRATEGY) != Z_OK)) {
+      return false;
     }
     stream_.next_in = band_.data();
     stream_.avail_in = static_cast<uInt>(band_.size());
-    auto packed = pack(Z_NO_FLUSH);
-    band_.clear();
-    return packed;
-  }
-
-  Result<void> pack(int flush) {
-    while (true) {
-      const int result = deflate(&stream_, flush);
-      if (result == Z_STREAM_END) return {};
-      if (result != Z_OK && result != Z_BUF_ERROR) return failed();
-      if (stream_.avail_out != 0) return {};
-      if (auto written = writeChunk(); !written) return written;
-    }
+    do {
+      const std::size_t size = packed_.size();
+      packed_.resize(size + kChunkBytes);
+      stream_.next_out = packed_.data() + size;
+      stream_.avail_out = static_cast<uInt>(kChunkBytes);
+      const int result = deflate(&stream_, Z_SYNC_FLUSH);
+      packed_.resize(packed_.size() - stream_.avail_out);
+      if (result != Z_OK && result != Z_BUF_ERROR) return false;
+    } while (stream_.avail_out == 0);
+    return stream_.avail_in == 0;
   }
 
   Result<void> writeChunk() {
-    const std::size_t size = packed_.size() - stream_.avail_out;
-    stream_.next_out = packed_.data();
-    stream_.avail_out = static_cast<uInt>(packed_.size());
-    if (size == 0) return {};
-    return writePngChunk(file_, kDataType, std::as_bytes(std::span(packed_).first(size)));
+    auto written = writePngChunk(file_, kDataType, std::as_bytes(std::span(packed_)));
+    packed_.clear();
+    return written;
   }
-
-  static Error failed() { return Error{"the picture could not be compressed"}; }
 
   OutputFile& file_;
   EffortChooser chooser_;
-  Effort effort_ = kRunsOnly;
+  Effort before_ = Effort::none;
+  std::uint32_t checksum_ = 1;  // of an empty stream
   z_stream stream_{};
   bool open_ = false;
   std::vector<std::uint8_t> band_;
@@ -141,7 +157,7 @@ class ZlibDataWriter final : public PngDataWriter {
 }  // namespace
 
 std::unique_ptr<PngDataWriter> PngDataWriter::create(OutputFile& file) {
-  return std::make_unique<ZlibDataWriter>(file);
+  return std::make_unique<BandedDataWriter>(file);
 }
 
 Result<void> writePngChunk(OutputFile& file, std::span<const char, 4> type,

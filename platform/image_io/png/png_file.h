@@ -77,8 +77,8 @@ class PngFile {
 };
 
 inline constexpr std::array kPngSignature = {std::byte{0x89}, std::byte{'P'},  std::byte{'N'},
-                                      std::byte{'G'},  std::byte{'\r'}, std::byte{'\n'},
-                                      std::byte{0x1a}, std::byte{'\n'}};
+                                             std::byte{'G'},  std::byte{'\r'}, std::byte{'\n'},
+                                             std::byte{0x1a}, std::byte{'\n'}};
 
 std::uint32_t readBigEndian32(std::span<const std::byte> bytes);
 std::uint16_t readBigEndian16(std::span<const std::byte> bytes);
