@@ -79,6 +79,7 @@ class FailingFileSystem final : public FileSystem {
 };
 
 struct Case {
+  const char* name;
   bool nameless;
   bool backup;
   bool debris;
@@ -87,7 +88,8 @@ struct Case {
 class EveryFault : public ::testing::TestWithParam<Case> {};
 
 TEST_P(EveryFault, LeavesTheOldOrTheNewFileWhole) {
-  const auto [nameless, backup, debris] = GetParam();
+  const auto [name, nameless, backup, debris] = GetParam();
+  SCOPED_TRACE(name);
   const ReplaceOptions options = {.keepTimes = true, .backupSuffix = backup ? "~" : ""};
   int call = 0;
   int failures = 0;
@@ -137,9 +139,13 @@ TEST_P(EveryFault, LeavesTheOldOrTheNewFileWhole) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Replace, EveryFault,
-                         ::testing::Values(Case{true, false, false}, Case{true, true, false},
-                                           Case{true, false, true}, Case{false, false, false},
-                                           Case{false, true, true}));
+                         ::testing::Values(Case{"NamelessTemporary", true, false, false},
+                                           Case{"NamelessTemporaryWithBackup", true, true, false},
+                                           Case{"NamelessTemporaryAfterDebris", true, false, true},
+                                           Case{"NamedTemporary", false, false, false},
+                                           Case{"NamedTemporaryWithBackupAfterDebris", false, true,
+                                                true}),
+                         [](const auto& one) { return std::string(one.param.name); });
 
 }  // namespace
 }  // namespace kelvo::test
