@@ -200,11 +200,14 @@ def check_third_party(tree):
 
 
 def check_readmes(tree):
-    """Each folder of sources says what its files are."""
+    """Each folder of sources says what its files are, or the folder above says it."""
     folders = {name.rsplit("/", 1)[0] for name in tree.code
                if "/" in name and name.split("/")[0] not in ("tests", "bench", "fuzz")}
     for folder in sorted(folders):
-        if f"{folder}/README.md" not in tree.names:
+        above, _, own = folder.rpartition("/")
+        if f"{folder}/README.md" in tree.names:
+            continue
+        if f"{above}/README.md" not in tree.names or f"`{own}/" not in tree.text(f"{above}/README.md"):
             yield f"{folder}: has no README.md"
 
 

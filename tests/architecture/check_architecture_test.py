@@ -100,6 +100,11 @@ class CheckArchitecture(unittest.TestCase):
     def test_a_folder_without_a_readme_is_caught(self):
         self.assert_caught({"engine/README.md": None}, "engine: has no README.md")
 
+    def test_a_folder_that_the_readme_above_tells_of_needs_none(self):
+        inner = {"engine/inner/a.h": "#pragma once\n"}
+        self.assert_caught(inner, "engine/inner: has no README.md")
+        self.assertEqual([], self.check({**inner, "engine/README.md": "`inner/` parts"}))
+
     def test_a_file_that_is_too_long_is_caught(self):
         self.assert_caught({"engine/levels.cpp": "\n" * 600}, "engine/levels.cpp: 600 lines")
 
