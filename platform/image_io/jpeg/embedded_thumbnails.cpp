@@ -9,7 +9,7 @@
 namespace kelvo::jpeg {
 namespace {
 
-using std::literals::operator""sv;
+using namespace std::string_view_literals;
 
 constexpr std::string_view kExif = "Exif\0\0"sv;
 constexpr std::string_view kJfif = "JFIF\0"sv;

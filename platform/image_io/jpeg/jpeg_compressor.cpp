@@ -16,7 +16,7 @@ constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
 // Up to this size a file whose tables were made for it gets tables made for it again, which needs
 // all its coefficients at once (at most 1.5 MiB): in a small file the completed tables themselves,
 // some 700 bytes, would weigh too much.
-constexpr std::uint64_t kSmallPixels = 512 * 512;
+constexpr std::uint64_t kSmallPixels = std::uint64_t{512} * 512;
 
 // Whether the scans send every bit of every coefficient: pictures may leave some out that were 0,
 // and after the adjustment they may not be.

@@ -6,7 +6,7 @@
 namespace kelvo::jpeg {
 namespace {
 
-using std::literals::operator""sv;
+using namespace std::string_view_literals;
 
 constexpr std::string_view kIcc = "ICC_PROFILE\0"sv;
 constexpr std::string_view kXmp = "http://ns.adobe.com/xap/1.0/\0"sv;
