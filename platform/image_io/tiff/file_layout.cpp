@@ -48,7 +48,7 @@ bool overlap(const std::vector<Extent>& a, const std::vector<Extent>& b) {
 bool knownWithoutOffsets(std::uint16_t tag) {
   if (tag >= 254 && tag <= 347) return true;  // baseline, extensions
   if (tag >= 529 && tag <= 532) return true;  // YCbCr
-  constexpr std::array<std::uint16_t, 30> kOthers = {
+  constexpr std::array<std::uint16_t, 33> kOthers = {
       400,           // global parameters, a pointer that is adjusted
       700,           // XMP
       18246, 18249,  // rating
@@ -57,8 +57,9 @@ bool knownWithoutOffsets(std::uint16_t tag) {
       33723,                                                   // IPTC
       34377, 34675,                                            // image resources, ICC profile
       34665, 34853, 40965,                                     // pointers that are adjusted
-      34016, 34850, 34852, 37386, 37396, 37399,                // camera
-      40091, 40092, 40093, 40094, 40095,                       // titles and keywords
+      37724, 50341, 59932,                       // blocks with offsets within themselves, padding
+      34016, 34850, 34852, 37386, 37396, 37399,  // camera
+      40091, 40092, 40093, 40094, 40095,         // titles and keywords
   };
   return std::find(kOthers.begin(), kOthers.end(), tag) != kOthers.end() ||
          (tag >= 33434 && tag <= 33437) || (tag >= 36864 && tag <= 37399) || tag == 34855;
@@ -83,9 +84,9 @@ bool mayHoldOffsets(const Entry& entry, std::uint16_t directoryTag) {
   if (pointsAtDirectories(entry)) return false;
   switch (directoryTag) {
     case kExifIfd:
+      return !(entry.tag >= 33434 && entry.tag <= 42240) && !knownWithoutOffsets(entry.tag);
     case kGpsIfd:
     case kInteroperabilityIfd:
-      // All of their values but the maker note are standard; user comments and the like.
       return false;
     default:
       return !knownWithoutOffsets(entry.tag);

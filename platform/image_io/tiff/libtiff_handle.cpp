@@ -20,7 +20,9 @@ constexpr std::uint32_t kBigHeaderBytes = 16;
 constexpr tmsize_t kRowBufferBytes = tmsize_t{1} << 20;
 
 // Warnings that tell of no lost data.
-constexpr std::array<std::string_view, 1> kHarmlessWarnings = {
+constexpr std::array<std::string_view, 2> kHarmlessWarnings = {
+    // The last JPEG strip has the rows of a whole one, of which those below the picture are unused.
+    "JPEG strip size exceeds expected dimensions",
     // The bit order of an early writer; it is decoded like any other.
     "Old-style LZW codes, convert file",
 };

@@ -222,6 +222,28 @@ INSTANTIATE_TEST_SUITE_P(Files, JpegInTiff,
                                            "-l 64",
                                            "-c jpeg:r:90 -t -w 64 -l 64"));
 
+TEST(JpegInTiffStrips, ThatReachBelowThePictureAreRead) {
+  const Scratch scratch;
+  const std::string jpeg = scratch.path("x.jpg");
+  run("convert -size 32x32 -seed 5 plasma:red-blue -type TrueColor -sampling-factor 2x2 "
+      "-quality 95 " +
+      jpeg);
+  TiffBuilder builder;
+  const Bytes strip = readFile(jpeg);
+  const auto at = builder.append(strip);
+  auto fields = builder.rgbFields(32, 20, at);
+  fields[3] = builder.shorts(259, {7});
+  fields[4] = builder.shorts(262, {6});
+  fields[7] = builder.longs(278, {32});
+  fields.back() = builder.longs(279, {static_cast<std::uint32_t>(strip.size())});
+  builder.setFirst(builder.directory(fields));
+  const auto read = decoded(builder.file());
+  ASSERT_TRUE(read.ok()) << read.error().message;
+  const std::string expected = run("convert " + jpeg + " -crop 32x20+0+0 -depth 8 rgb:-");
+  EXPECT_EQ(*read, bytesOf(expected));
+  EXPECT_TRUE(decoded(rewritten(builder.file())).ok());
+}
+
 struct Kind {
   std::string name;
   std::uint16_t photometric;
