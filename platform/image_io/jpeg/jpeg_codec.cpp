@@ -84,18 +84,16 @@ class Source final : public CodecSource {
   }
 
   [[nodiscard]] Result<FramePropertiesRef> properties(std::size_t) const override {
-    if (auto possible = writable(); !possible) return std::move(possible).error();
+    const SourceStatus& read = whole().status;
+    if (read.status != CGImageSourceStatus::complete) return Error{read.cause};
     return FramePropertiesRef(
         std::make_shared<const Properties>(file_, wholeRef(), coding_, colorSpace()));
   }
 
   [[nodiscard]] Result<void> writable() const override {
-    const Structure& structure = whole();
-    if (structure.status.status != CGImageSourceStatus::complete) {
-      return Error{structure.status.cause};
-    }
-    if (modelOf(coding_) != ColorModel::rgb) return Error{"its colours are not RGB"};
-    return checkSinglePicture(structure, file_->bytes().subspan(structure.end));
+    const auto own = properties(0);
+    if (!own) return own.error();
+    return checkWritable(static_cast<const Properties&>(**own));
   }
 
  private:

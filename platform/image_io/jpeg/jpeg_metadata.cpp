@@ -1,7 +1,10 @@
 #include "platform/image_io/jpeg/jpeg_metadata.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+
+#include "platform/image_io/jpeg/jpeg_properties.h"
 
 namespace kelvo::jpeg {
 namespace {
@@ -72,7 +75,12 @@ std::vector<std::byte> iccProfile(const std::vector<Segment>& segments) {
   return profile;
 }
 
-Result<void> checkSinglePicture(const Structure& structure, std::span<const std::byte> trailer) {
+Result<void> checkWritable(const Properties& properties) {
+  if (properties.coding() != Coding::rgb && properties.coding() != Coding::ycc) {
+    return Error{"its colours are not RGB"};
+  }
+  const Structure& structure = properties.structure();
+  const auto trailer = properties.trailer();
   // Gain maps first: their files have further pictures as well, and this says more.
   for (const Segment& segment : structure.segments) {
     const bool inXmp = hasIdentifier(segment, 0xE1, kXmp) &&

@@ -10,6 +10,8 @@
 
 namespace kelvo::jpeg {
 
+class Properties;
+
 // Whether an application segment begins with this identifier.
 bool hasIdentifier(const Segment& segment, std::uint8_t marker, std::string_view identifier);
 
@@ -17,8 +19,8 @@ bool hasIdentifier(const Segment& segment, std::uint8_t marker, std::string_view
 // complete.
 std::vector<std::byte> iccProfile(const std::vector<Segment>& segments);
 
-// Why the file cannot be adjusted without losing or contradicting a part of it: a gain map, further
-// pictures.
-Result<void> checkSinglePicture(const Structure& structure, std::span<const std::byte> trailer);
+// Why the file cannot be adjusted without losing or contradicting a part of it: colours that are
+// not RGB, a gain map, further pictures.
+Result<void> checkWritable(const Properties& properties);
 
 }  // namespace kelvo::jpeg

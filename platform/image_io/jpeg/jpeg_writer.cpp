@@ -8,6 +8,7 @@
 
 #include "platform/image_io/jpeg/embedded_thumbnails.h"
 #include "platform/image_io/jpeg/jpeg_compressor.h"
+#include "platform/image_io/jpeg/jpeg_metadata.h"
 #include "platform/image_io/jpeg/jpeg_properties.h"
 #include "platform/image_io/jpeg/thumbnail_painter.h"
 #include "platform/image_io/output_file.h"
@@ -51,6 +52,7 @@ class Writer final : public CodecWriter {
 
  private:
   static Result<void> check(const CGImage& image, const Properties& from) {
+    if (auto possible = checkWritable(from); !possible) return possible;
     const Structure& structure = from.structure();
     if (image.width != structure.width || image.height != structure.height) {
       return Error{"the picture's size is not that of the file"};
