@@ -139,7 +139,9 @@ class OptionReader {
       known.push_back(entry.name);
     }
     const std::string name = typed.substr(0, typed.find('='));
-    return {"unknown option '" + name + "'" + suggestion(name, known)};
+    // Every single letter is near to every other.
+    return {"unknown option '" + name + "'" +
+            (name.starts_with("--") ? suggestion(name, known) : std::string())};
   }
 
   CLI::App app_;

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include <string_view>
 
 #include "host/arguments/run_options.h"
@@ -12,12 +14,30 @@ namespace kelvo::host {
 namespace {
 
 constexpr std::size_t kColumn = 26;  // where the explanations begin
+constexpr std::size_t kWidth = 80;
 
+// An option or a command, and what it does beside it, broken between words.
 std::string line(std::string_view left, std::string_view right) {
+  std::string text = fmt::format("  {:<{}}", left, kColumn - 2);
+  std::size_t column = text.size();
   if (left.size() + 4 > kColumn) {
-    return fmt::format("  {}\n{:{}}{}\n", left, "", kColumn, right);
+    column = kWidth;  // no room beside it
   }
-  return fmt::format("  {:<{}}{}\n", left, kColumn - 2, right);
+  while (!right.empty()) {
+    const std::string_view word = right.substr(0, right.find(' '));
+    right.remove_prefix(std::min(right.size(), word.size() + 1));
+    const bool first = column == kColumn;
+    if (column + word.size() + 1 > kWidth) {
+      text += fmt::format("\n{:{}}", "", kColumn);
+      column = kColumn;
+    } else if (!first) {
+      text += ' ';
+      ++column;
+    }
+    text += word;
+    column += word.size();
+  }
+  return text + '\n';
 }
 
 std::string shortNumber(double number) { return ParameterValue(number).stringValue(); }

@@ -83,6 +83,9 @@ std::optional<CopyFailure> copyFile(const std::string& from, const std::string& 
   }
   // What the file system will not take is no reason to go without the copy.
   copyAttributes(realFileSystem(), source.number(), copy.number(), status);
+  if ((status.st_mode & S_IWUSR) == 0) {
+    ::fchmod(copy.number(), (status.st_mode & 07777U) | S_IWUSR);
+  }
   const std::array<timespec, 2> times = {status.st_atim, status.st_mtim};
   ::futimens(copy.number(), times.data());
   return std::nullopt;

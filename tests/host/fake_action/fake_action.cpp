@@ -1,0 +1,146 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "platform/foundation/ns_log.h"
+#include "platform/workflow/principal_class.h"
+
+// An action that does to each file what the file's first line says:
+//   ok             appends a line: the parameter "mark", or those of an adjustment, and the process
+//   warn           the same, with a warning of the log and one of the outcome
+//   deep           the same, and says that 16 bits became 8, or stayed if that is asked for
+//   fail           logs an error and leaves the file alone
+//   skip           logs a warning and leaves the file alone
+//   print          the same as ok, and prints to standard output
+//   silent         leaves the file alone without a word
+//   crash, exit    ends the process
+//   wait           makes FILE.begun, waits for FILE.go, then does as for ok
+// The parameter "opening" tells it to crash or exit when it is opened.
+namespace kelvo {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string firstLine(const std::string& path) {
+  std::ifstream file(path);
+  std::string line;
+  std::getline(file, line);
+  return line;
+}
+
+// Also where a sanitizer would turn the signal into an exit.
+void crash() {
+  std::signal(SIGSEGV, SIG_DFL);
+  std::raise(SIGSEGV);
+}
+
+class FakeAction final : public AMBundleAction {
+ public:
+  void opened() override {
+    const std::string opening = parameters().stringValue("opening");
+    if (opening == "crash") crash();
+    if (opening == "exit") std::exit(7);
+    if (opening == "log") NSLog("Warning: opened");
+    ++opened_;
+  }
+
+  WorkflowValue runWithInput_fromAction_error(const WorkflowValue& input, AMBundleAction*,
+                                              WorkflowError*) override {
+    PathList rewritten;
+    for (const std::string& path : *std::get_if<PathList>(&input)) {
+      FileOutcome outcome;
+      outcome.path = path;
+      outcome.rewritten = adjust(path, outcome);
+      if (outcome.rewritten) rewritten.push_back(path);
+      if (runOptions().onFile) runOptions().onFile(outcome);
+    }
+    return rewritten;
+  }
+
+ private:
+  bool adjust(const std::string& path, FileOutcome& outcome) {
+    const LogSubject subject(path);
+    const std::string command = firstLine(path);
+    if (!fs::exists(path)) {
+      NSLog("Error: Cann't load this file, source problem", "there is no such file");
+      return false;
+    }
+    outcome.frames = 3;
+    outcome.sourceDepth = command == "deep" ? 16 : 8;
+    outcome.writtenDepth = runOptions().replace.encode.keepDepth ? outcome.sourceDepth : 8;
+    if (command == "fail") {
+      NSLog("Error: Cann't load this file, status problem", "told to fail");
+      return false;
+    }
+    if (command == "skip") {
+      NSLog("Warning: Ignoring photoshop image");
+      return false;
+    }
+    if (command == "silent") return false;
+    if (command == "crash") crash();
+    if (command == "exit") ::_exit(9);
+    if (command == "print") std::puts("text of some library");
+    if (command == "wait") wait(path);
+    if (command == "warn") {
+      NSLog("Warning: of the log", "why");
+      outcome.warnings.emplace_back("of the outcome");
+    }
+    rewrite(path);
+    return true;
+  }
+
+  static void wait(const std::string& path) {
+    std::ofstream(path + ".begun") << "";
+    while (!fs::exists(path + ".go")) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+  }
+
+  // Whole or not at all, like the real one.
+  void rewrite(const std::string& name) {
+    const std::string path = fs::canonical(name);
+    std::ifstream old(path);
+    std::string text((std::istreambuf_iterator<char>(old)), {});
+    text += mark() + " process=" + std::to_string(::getpid()) +
+            " opened=" + std::to_string(opened_) + "\n";
+    const ReplaceOptions& options = runOptions().replace;
+    if (options.dryRun) return;
+    if (!options.backupSuffix.empty()) {
+      fs::copy_file(path, path + options.backupSuffix);
+    }
+    std::ofstream(path + ".new") << text;
+    fs::permissions(path + ".new", fs::status(path).permissions());
+    fs::rename(path + ".new", path);
+  }
+
+  std::string mark() {
+    if (const ParameterValue* given = parameters().objectForKey("mark")) {
+      return given->stringValue();
+    }
+    std::string text;
+    for (const auto& [key, value] : parameters().all()) {
+      text += key + "=" + value.stringValue() + " ";
+    }
+    const ReplaceOptions& options = runOptions().replace;
+    return text + "pixels=" + std::to_string(options.limits.maxPixels) +
+           " frames=" + std::to_string(options.limits.maxFrames) +
+           " memory=" + std::to_string(options.limits.maxMemoryBytes) +
+           " times=" + std::to_string(options.keepTimes) +
+           " links=" + std::to_string(options.breakLinks);
+  }
+
+  int opened_ = 0;
+};
+
+KELVO_EXPORT_PRINCIPAL_CLASS(FakeAction)
+
+}  // namespace
+}  // namespace kelvo
