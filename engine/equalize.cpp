@@ -17,9 +17,10 @@ using Histogram = std::array<std::uint64_t, 256>;
 
 constexpr std::uint32_t kRowsAtATime = 16;
 
-// Truncated to a level; white is exactly 255.
-std::size_t luma(std::uint8_t r, std::uint8_t g, std::uint8_t b) {
-  return static_cast<std::size_t>(r * 0.3 + g * 0.59 + b * 0.11);
+// 0.3 R + 0.59 G + 0.11 B, truncated to a level. In hundredths, because a sum of these fractions in
+// double precision falls just short of the level of many a grey.
+std::size_t luma(std::size_t r, std::size_t g, std::size_t b) {
+  return (30 * r + 59 * g + 11 * b) / 100;
 }
 
 // False if a row cannot be read.
