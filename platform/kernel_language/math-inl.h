@@ -34,21 +34,29 @@ KELVO_MATH_INLINE V limited(D d, V x, double limit) {
   return hn::IfThenElse(hn::Lt(high, x), high, hn::IfThenElse(hn::Lt(x, low), low, x));
 }
 
-// 2^x, for any x. Results beyond the floats come out as a double that rounds to 0 or infinity.
+// The results' logarithms are limited to this, beyond which floats are 0 or infinite.
+constexpr double kLogLimit = 250.0;
+
+// 2^t for |t| <= kLogLimit.
 template <class D, class V>
-KELVO_MATH_INLINE V exp2Lanes(D d, V x) {
+KELVO_MATH_INLINE V exp2OfLimited(D d, V t) {
   const hn::RebindToUnsigned<D> du;
-  const V t = limited(d, x, 250.0);
   const V shifted = hn::Add(t, hn::Set(d, kRounder));
   const V f = hn::Sub(t, hn::Sub(shifted, hn::Set(d, kRounder)));  // -0.5 … 0.5, exact
   const V quotient = polynomial(d, f, 0.6931471805599453, 0.24022650922288757, 0.055504108839096185,
                                 0.009618056678524637, 0.001333350238616277, 0.0001546144469856913,
                                 1.5297323760701075e-05);  // (2^f - 1) / f
   const V power = hn::Add(hn::Set(d, 1.0), hn::Mul(f, quotient));
-  // Multiplies by 2^n through the exponent's bits; a not-a-number would turn into something else.
+  // Multiplies by 2^n through the exponent's bits.
   const auto exponent = hn::template ShiftLeft<52>(hn::BitCast(du, shifted));
-  const V scaled = hn::BitCast(d, hn::Add(hn::BitCast(du, power), exponent));
-  return hn::IfThenElse(hn::Eq(t, t), scaled, t);
+  return hn::BitCast(d, hn::Add(hn::BitCast(du, power), exponent));
+}
+
+// 2^x, for any x. Results beyond the floats come out as a double that rounds to 0 or infinity.
+template <class D, class V>
+KELVO_MATH_INLINE V exp2Lanes(D d, V x) {
+  const V power = exp2OfLimited(d, limited(d, x, kLogLimit));
+  return hn::IfThenElse(hn::Eq(x, x), power, x);
 }
 
 template <class D, class V>
@@ -57,9 +65,9 @@ KELVO_MATH_INLINE V expLanes(D d, V x) {
   return exp2Lanes(d, hn::Mul(x, hn::Set(d, 0x1.71547652b82fep+0)));
 }
 
-// log2; of 0 -infinity, of negative numbers not a number.
+// log2 of positive numbers; something below -1022 for 0 and above 1023 for infinity.
 template <class D, class V>
-KELVO_MATH_INLINE V log2Lanes(D d, V x) {
+KELVO_MATH_INLINE V log2OfPositive(D d, V x) {
   const hn::RebindToUnsigned<D> du;
   constexpr std::uint64_t kRootHalf = 0x3fe6a09e667f3bcdULL;  // the bits of sqrt(1/2)
   // x = 2^e m with sqrt(1/2) <= m < sqrt(2). Floats are never subnormal as doubles.
@@ -77,7 +85,13 @@ KELVO_MATH_INLINE V log2Lanes(D d, V x) {
                             0.11095697456759207, 0.09681384335192404);
   const V logarithm =
       hn::Mul(hn::Mul(s, hn::Set(d, 0x1.71547652b82fep+1)), hn::Add(one, hn::Mul(z, tail)));
-  V result = hn::Add(e, logarithm);
+  return hn::Add(e, logarithm);
+}
+
+// log2; of 0 -infinity, of negative numbers not a number.
+template <class D, class V>
+KELVO_MATH_INLINE V log2Lanes(D d, V x) {
+  V result = log2OfPositive(d, x);
   const V zero = hn::Set(d, 0.0);
   const V infinity = hn::Set(d, std::numeric_limits<double>::infinity());
   result = hn::IfThenElse(hn::Eq(x, infinity), infinity, result);
@@ -117,6 +131,20 @@ KELVO_MATH_INLINE V powLanes(D d, V x, V y) {
   // Not-a-number operands, then the two cases that beat even them.
   power = hn::IfThenElse(hn::And(hn::Eq(x, x), hn::Eq(y, y)), power, nan);
   return hn::IfThenElse(hn::Or(hn::Eq(y, zero), hn::Eq(x, one)), one, power);
+}
+
+// x^y for a y that is no whole number and at least 1/4 in size: what powLanes gives, by the same
+// arithmetic, with most of the special cases out of the way. 0 and infinity have logarithms beyond
+// the limit even when multiplied by 1/4.
+template <class D, class V>
+KELVO_MATH_INLINE V powOfFraction(D d, V x, V y) {
+  const V limit = hn::Set(d, kLogLimit);
+  const V t = hn::Mul(y, log2OfPositive(d, hn::Abs(x)));
+  const V power = exp2OfLimited(d, hn::Max(hn::Min(t, limit), hn::Neg(limit)));
+  const V nan = hn::Set(d, std::numeric_limits<double>::quiet_NaN());
+  const V lowest = hn::Set(d, -std::numeric_limits<double>::infinity());
+  const auto defined = hn::Or(hn::Le(hn::Set(d, 0.0), x), hn::Eq(x, lowest));
+  return hn::IfThenElse(defined, power, nan);
 }
 
 // sine and cosine of the remainder after taking away the nearest multiple of pi/2, and that

@@ -32,6 +32,10 @@ inline double Abs(double a) { return std::fabs(a); }
 inline double Sqrt(double a) { return std::sqrt(a); }
 inline double CopySign(double magnitude, double sign) { return std::copysign(magnitude, sign); }
 
+inline double Min(double a, double b) { return a < b ? a : b; }
+inline double Max(double a, double b) { return a > b ? a : b; }
+
+inline bool Le(double a, double b) { return a <= b; }
 inline bool Lt(double a, double b) { return a < b; }
 inline bool Eq(double a, double b) { return a == b; }
 inline bool And(bool a, bool b) { return a && b; }

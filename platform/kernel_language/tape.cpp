@@ -1,6 +1,7 @@
 #include "platform/kernel_language/tape.h"
 
 #include <bit>
+#include <cmath>
 #include <map>
 #include <optional>
 #include <tuple>
@@ -85,6 +86,12 @@ Code unaryCode(Op op) {
     default:
       return Code::end;
   }
+}
+
+// An exponent that the step for fractions is made for.
+bool isPlainFraction(float exponent) {
+  return std::isfinite(exponent) && std::fabs(exponent) >= 0.25F &&
+         exponent != std::floor(exponent);
 }
 
 // Emits steps on virtual registers: a value's own number, or a temporary's beyond those.
@@ -181,6 +188,13 @@ class Emitter {
     if (isAccumulatorOp(in.op)) {
       computeInner(value);
       storeInto(value);
+      return;
+    }
+    if (in.op == Op::pow && isConstant(in.b) && isPlainFraction(constant(in.b))) {
+      push({.code = Code::powOfFraction,
+            .m = {inRegister(in.a)},
+            .target = {value},
+            .k = {constant(in.b)}});
       return;
     }
     VirtualStep step{.code = Code::call, .op = in.op, .target = {value}};

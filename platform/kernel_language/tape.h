@@ -48,7 +48,8 @@ enum class Code : std::uint8_t {
   // the values are known to be small.
   render, renderSmall,
   // Leaves the accumulator; the operands and the result are block registers.
-  call, sample, destX, destY, end,
+  // powOfFraction: M to the power of K.
+  call, powOfFraction, sample, destX, destY, end,
   // clang-format on
 };
 

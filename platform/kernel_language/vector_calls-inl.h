@@ -11,6 +11,7 @@
 
 #include "platform/kernel_language/one_lane.h"
 #include "platform/kernel_language/vector_lanes-inl.h"
+#include "platform/kernel_language/vector_pairs-inl.h"
 
 #if HWY_TARGET != HWY_SCALAR
 HWY_BEFORE_NAMESPACE();
@@ -19,6 +20,7 @@ namespace HWY_NAMESPACE {
 
 #if HWY_HAVE_FLOAT64
 namespace math {
+namespace hn = pairs;
 #define KELVO_MATH_INLINE HWY_INLINE
 #include "platform/kernel_language/math-inl.h"
 #undef KELVO_MATH_INLINE
@@ -26,38 +28,36 @@ namespace math {
 
 using DD = hn::Repartition<double, D>;
 using DHalf = hn::Half<D>;
+using DoublesTag = pairs::PairTag<DD>;
+using Doubles = pairs::Pair<hn::Vec<DD>>;
+constexpr std::size_t kHalf = kLanes / 2;
 
-// Widens, computes in double precision, rounds once.
-template <class F>
-HWY_INLINE void forDoubles(F function, float* HWY_RESTRICT to, const float* a, const float* b) {
+HWY_INLINE Doubles loadDoubles(const float* from) {
   const DD dd;
   const DHalf half;
-  for (std::size_t i = 0; i < kBlock; i += hn::MaxLanes(half)) {
-    const auto x = hn::PromoteTo(dd, hn::Load(half, a + i));
-    const auto y = hn::PromoteTo(dd, hn::Load(half, b + i));
-    hn::Store(hn::DemoteTo(half, function(dd, x, y)), half, to + i);
-  }
+  return {hn::PromoteTo(dd, hn::Load(half, from)), hn::PromoteTo(dd, hn::Load(half, from + kHalf))};
 }
 
-#define KELVO_FUNCTION(name)                                                      \
-  struct name##Function {                                                         \
-    template <class T>                                                            \
-    HWY_INLINE hn::Vec<T> operator()(T d, hn::Vec<T> x, hn::Vec<T> /*y*/) const { \
-      return math::name##Lanes(d, x);                                             \
-    }                                                                             \
-  };                                                                              \
-  HWY_NOINLINE void name##Call(float* to, const float* a) {                       \
-    forDoubles(name##Function(), to, a, a);                                       \
+HWY_INLINE void storeDoubles(const Doubles& values, float* to) {
+  const DHalf half;
+  hn::Store(hn::DemoteTo(half, values.first), half, to);
+  hn::Store(hn::DemoteTo(half, values.second), half, to + kHalf);
+}
+
+// Widens, computes in double precision, rounds once.
+#define KELVO_FUNCTION(name)                                                          \
+  HWY_NOINLINE void name##Call(float* HWY_RESTRICT to, const float* HWY_RESTRICT a) { \
+    for (std::size_t i = 0; i < kBlock; i += kLanes) {                                \
+      storeDoubles(math::name##Lanes(DoublesTag(), loadDoubles(a + i)), to + i);      \
+    }                                                                                 \
   }
-#define KELVO_FUNCTION_OF_TWO(name)                                           \
-  struct name##Function {                                                     \
-    template <class T>                                                        \
-    HWY_INLINE hn::Vec<T> operator()(T d, hn::Vec<T> x, hn::Vec<T> y) const { \
-      return math::name##Lanes(d, x, y);                                      \
-    }                                                                         \
-  };                                                                          \
-  HWY_NOINLINE void name##Call(float* to, const float* a, const float* b) {   \
-    forDoubles(name##Function(), to, a, b);                                   \
+#define KELVO_FUNCTION_OF_TWO(name)                                                 \
+  HWY_NOINLINE void name##Call(float* HWY_RESTRICT to, const float* HWY_RESTRICT a, \
+                               const float* HWY_RESTRICT b) {                       \
+    for (std::size_t i = 0; i < kBlock; i += kLanes) {                              \
+      const Doubles x = loadDoubles(a + i);                                         \
+      storeDoubles(math::name##Lanes(DoublesTag(), x, loadDoubles(b + i)), to + i); \
+    }                                                                               \
   }
 KELVO_FUNCTION(exp)
 KELVO_FUNCTION(exp2)
@@ -73,6 +73,23 @@ KELVO_FUNCTION_OF_TWO(pow)
 KELVO_FUNCTION_OF_TWO(atan2)
 #undef KELVO_FUNCTION
 #undef KELVO_FUNCTION_OF_TWO
+
+// `exponent`: no whole number, at least 1/4 in size.
+HWY_NOINLINE void powOfFractionCall(float* HWY_RESTRICT to, const float* HWY_RESTRICT a,
+                                    float exponent) {
+  const DoublesTag d;
+  const Doubles y = pairs::Set(d, static_cast<double>(exponent));
+  for (std::size_t i = 0; i < kBlock; i += kLanes) {
+    storeDoubles(math::powOfFraction(d, loadDoubles(a + i), y), to + i);
+  }
+}
+#else
+inline void powOfFractionCall(float* to, const float* a, float exponent) {
+  for (std::size_t i = 0; i < kBlock; ++i) {
+    to[i] = std::bit_cast<float>(evaluateOneLane(Op::pow, std::bit_cast<std::uint32_t>(a[i]),
+                                                 std::bit_cast<std::uint32_t>(exponent)));
+  }
+}
 #endif  // HWY_HAVE_FLOAT64
 
 // For what has no vector form: integer division, and functions where there are no double vectors.

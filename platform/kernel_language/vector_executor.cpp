@@ -119,6 +119,9 @@ class RowRunner {
         case Code::call:
           call(step->op, at(step->target[0]), at(step->m[0]), at(step->m[1]), at(step->m[2]));
           break;
+        case Code::powOfFraction:
+          powOfFractionCall(at(step->target[0]), at(step->m[0]), step->k[0]);
+          break;
         case Code::sample:
           sampleBlock(plan_.images[step->index], at(step->m[0]), at(step->m[1]),
                       {atOrNull(step->target[0]), atOrNull(step->target[1]),
