@@ -1,10 +1,12 @@
 // JPEG strips and tiles are encoded with libjpeg itself: libtiff would compute new quantisation
 // tables from a quality number.
+#include <algorithm>
 #include <array>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -21,11 +23,9 @@ struct ErrorManager {
   jpeg_error_mgr base{};
   std::jmp_buf jump{};
   std::array<char, JMSG_LENGTH_MAX> message{};
-  int code = 0;
 
   static void onExit(j_common_ptr state) {
     auto* const self = reinterpret_cast<ErrorManager*>(state->err);
-    self->code = self->base.msg_code;
     self->base.format_message(state, self->message.data());
     std::longjmp(self->jump, 1);
   }
@@ -39,7 +39,7 @@ struct ErrorManager {
   }
 };
 
-// Codes that libjpeg does not put into its public header.
+// libjpeg's words; its codes are not in its public header.
 constexpr const char* kMissingHuffmanCode = "Missing Huffman code table entry";
 
 // The headers of an old strip or tile.
@@ -77,6 +77,14 @@ class StrileHeader {
   ErrorManager errors_;
   jpeg_decompress_struct state_{};
 };
+
+// libjpeg's encoder divides by eight times these numbers in 16 bits; its decoder takes any.
+constexpr unsigned kMostQuantisation = 8191;
+
+bool canEncodeWith(const JQUANT_TBL& table) {
+  return std::all_of(std::begin(table.quantval), std::end(table.quantval),
+                     [](unsigned value) { return value != 0 && value <= kMostQuantisation; });
+}
 
 bool sameTable(const JQUANT_TBL* a, const JQUANT_TBL* b) {
   return a != nullptr && b != nullptr &&
@@ -118,6 +126,11 @@ class JpegStrileEncoder final : public StrileEncoder {
     if (old.data_precision != 8 ||
         static_cast<std::uint32_t>(old.num_components) != picture_.planeSamples()) {
       return Error{"a JPEG strip or tile has other samples than its directory says"};
+    }
+    for (const JQUANT_TBL* const table : old.quant_tbl_ptrs) {
+      if (table != nullptr && !canEncodeWith(*table)) {
+        return Error{"a JPEG quantisation table makes no sense"};
+      }
     }
     // Shared Huffman tables that were made for the old pixels may lack codes for the new ones.
     if (!compress(rows, samples, false) && !(codeIsMissing() && compress(rows, samples, true))) {

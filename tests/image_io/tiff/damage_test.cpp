@@ -290,6 +290,17 @@ TEST(TiffLimits, ATileRowBeyondTheMemoryIsRefused) {
   EXPECT_TRUE(decoded(file, 0, limits).ok());
 }
 
+// libjpeg's decoder takes a divisor of zero; its encoder would divide by it.
+TEST(TiffDamage, AJpegTableWithAZeroIsRefusedWhenWriting) {
+  Bytes file = plasma("-c jpeg -r 80");
+  const std::size_t table = find(file, Bytes{std::byte{0xFF}, std::byte{0xDB}});
+  ASSERT_NE(table, std::string::npos);
+  file[table + 5] = std::byte{0};  // marker, length, number, then the first divisor
+  const auto result = rewrite(file);
+  ASSERT_FALSE(result.ok());
+  EXPECT_EQ(result.error().message, "a JPEG quantisation table makes no sense");
+}
+
 class LargeStrips : public ::testing::TestWithParam<std::string> {};
 
 // Strips beyond the memory go row by row.
