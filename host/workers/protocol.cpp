@@ -11,6 +11,8 @@ enum class Kind : std::uint8_t { setup = 1, file, ready, setupFailed, log, done 
 enum class ValueKind : std::uint8_t { text = 1, real, whole };
 
 constexpr std::size_t kHeader = 4;
+constexpr std::size_t kReadBytesKept = std::size_t{1}
+                                       << 16U;  // then they are worth moving the rest
 
 class Writer {
  public:
@@ -264,8 +266,8 @@ Result<std::optional<Message>> FrameReader::next() {
   }
   auto message = decodePayload(rest.substr(kHeader, size));
   start_ += kHeader + size;
-  if (start_ == bytes_.size()) {
-    bytes_.clear();
+  if (start_ == bytes_.size() || start_ > kReadBytesKept) {
+    bytes_.erase(0, start_);
     start_ = 0;
   }
   if (!message) {
