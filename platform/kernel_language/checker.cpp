@@ -61,7 +61,10 @@ class BodyChecker {
   }
 
   // Valid after run().
-  [[nodiscard]] FunctionMeasure takeMeasure() && { return std::move(measure_); }
+  [[nodiscard]] FunctionMeasure takeMeasure() && {
+    measure_.depth += deepest_;
+    return std::move(measure_);
+  }
 
  private:
   std::uint32_t newSlot(ValueType type) {
@@ -114,7 +117,7 @@ class BodyChecker {
     ++measure_.nodes;
     ++depth_;
     std::visit([&](const auto& node) { add(block, statement.position, node); }, statement.node);
-    measure_.depth = std::max(measure_.depth, depth_);
+    deepest_ = std::max(deepest_, depth_);
     --depth_;
   }
 
@@ -181,7 +184,8 @@ class BodyChecker {
   FunctionMeasure measure_;
   ExpressionChecker expressions_;
   std::vector<ValueType> slots_;
-  std::uint32_t depth_ = 0;
+  std::uint32_t depth_ = 0;  // of statements
+  std::uint32_t deepest_ = 0;
 };
 
 // Constants outside of all functions become part of `scopes` and of `result`.

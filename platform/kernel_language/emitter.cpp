@@ -1,8 +1,6 @@
 #include "platform/kernel_language/emitter.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <string>
 #include <utility>
 

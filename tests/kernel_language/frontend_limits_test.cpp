@@ -96,14 +96,30 @@ TEST(FrontEndLimits, LargeKernelsRun) {
   EXPECT_EQ(runProgram(*program, {{{}}}).front()[0], 4096);
 }
 
-TEST(FrontEndLimits, LongChainsOfCallsAreRefused) {
+// f0 … fn, each calling the one before it.
+std::string chain(int levels) {
   std::string source = "float f0(float x) { return x + 1.0; }";
-  for (int i = 1; i <= 1000; ++i) {
+  for (int i = 1; i <= levels; ++i) {
     source +=
         "float f" + std::to_string(i) + "(float x){return f" + std::to_string(i - 1) + "(x);}";
   }
-  source += "kernel vec4 k(vec4 p) { return vec4(f1000(0.0)); }";
-  EXPECT_EQ(firstMessage(source), "the functions under the kernel 'k' call each other too deeply");
+  return source + "kernel vec4 k(vec4 p) { return vec4(f" + std::to_string(levels) + "(0.0)); }";
+}
+
+TEST(FrontEndLimits, LongChainsOfCallsAreRefused) {
+  EXPECT_EQ(firstMessage(chain(1000)),
+            "the functions under the kernel 'k' call each other too deeply");
+}
+
+TEST(FrontEndLimits, ChainsOfCallsUpToTheLimitRun) {
+  // A level of each is a statement, a call and its argument.
+  const int levels = static_cast<int>(kMaximumCallNesting) / 3 - 3;
+  const auto kernel = compileOne(chain(levels));
+  ASSERT_TRUE(kernel);
+  EXPECT_EQ(runPlainly(*kernel, {{}}, {{{}}}).front()[0], 1);
+  const Result<Program> program = emitProgram(*kernel, {{}});
+  ASSERT_TRUE(program.ok());
+  EXPECT_EQ(runProgram(*program, {{{}}}).front()[0], 1);
 }
 
 TEST(FrontEndLimits, ProgramsWithTooManyInstructionsAreRefused) {
