@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "curves/tqc_values_calculator.h"
+#include "engine/apply_filter.h"
 #include "engine/basic_adjustments.h"
 #include "engine/color_balance.h"
 #include "engine/curves_adjustment.h"
@@ -286,6 +287,19 @@ TEST_F(FilterInputs, ColorBalanceHandsOverTheCalculatorsRamp) {
             testing::renderedFloats(
                 TQCValuesCalculator::sharedInstance().valuesImageForColorSpace_forOKAction(nullptr,
                                                                                            false)));
+}
+
+TEST_F(FilterInputs, RunningAFilterSetsItsImageAndNothingElse) {
+  const CIFilterRef filter = CIFilter::filterWithName("CIColorPosterize");
+  filter->setValue_forKey(7.0, "inputLevels");
+  const CIImageRef output = applyFilterForCIImage(image_, filter);
+  expectFilter("CIColorPosterize", {{"inputLevels", 7.0}}, false);
+  EXPECT_EQ(output, log().at(0)->output);
+  // Another image takes the place of the first.
+  const CIImageRef other = testing::image({{4, 5, 6, 255}}, testing::kOpaque8);
+  applyFilterForCIImage(other, filter);
+  EXPECT_EQ(std::get<CIImageRef>(log().at(0)->values.at("inputImage")), other);
+  EXPECT_EQ(applyFilterForCIImage(image_, nullptr), nullptr);
 }
 
 TEST_F(FilterInputs, AnUnknownFilterGivesNoImage) {
