@@ -1,5 +1,6 @@
 #include <array>
 
+#include "platform/kernel_language/enumerators.h"
 #include "platform/kernel_language/tape.h"
 
 namespace kelvo::kernel_language {
@@ -123,8 +124,10 @@ constexpr bool inOrder() {
   }
   return true;
 }
-static_assert(kCodes.size() == static_cast<std::size_t>(Code::end) + 1 && inOrder(),
-              "every code has its entry, in the order of Code");
+static_assert(hasEnumerator<kCodes.back().code>() &&
+                  !hasEnumerator<static_cast<Code>(kCodes.size())>(),
+              "every code has its entry");
+static_assert(inOrder(), "the entries stand in the order of Code");
 
 const CodeInfo& info(Code code) { return kCodes[static_cast<std::size_t>(code)]; }
 

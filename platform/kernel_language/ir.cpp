@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cmath>
 
+#include "platform/kernel_language/enumerators.h"
 #include "platform/kernel_language/one_lane.h"
 
 namespace kelvo::kernel_language {
@@ -85,7 +86,7 @@ constexpr bool inOrder() {
   }
   return true;
 }
-static_assert(kOps.size() == static_cast<std::size_t>(Op::intToFloat) + 1,
+static_assert(hasEnumerator<kOps.back().op>() && !hasEnumerator<static_cast<Op>(kOps.size())>(),
               "every operation has its entry");
 static_assert(inOrder(), "the entries stand in the order of Op");
 

@@ -39,14 +39,20 @@ constexpr std::size_t kMaximumPixelBytes = 5 * sizeof(float);
 // Runs a tape along a row, block by block.
 class RowRunner {
  public:
-  RowRunner(const Executable::Plan& plan, const RowRun& row)
+  // `registers`: as many block registers as floatsFor says.
+  RowRunner(const Executable::Plan& plan, const RowRun& row, float* registers)
       : plan_(plan),
-        row_(row),  // One more than the tape has holds the rendered bytes.
-        registers_(scratchFloats((plan.tape.registers + 1) * kBlock)),
+        row_(row),
+        registers_(registers),
         planes_(reinterpret_cast<std::uint8_t*>(registers_ + plan.tape.registers * kBlock)) {
     for (const Tape::Constant& constant : plan.tape.constants) {
       fill(constant.target, std::bit_cast<float>(constant.bits));
     }
+  }
+
+  // One register more than the tape has holds the rendered bytes.
+  static std::size_t floatsFor(const Executable::Plan& plan) {
+    return (plan.tape.registers + std::size_t{1}) * kBlock;
   }
 
   HWY_ATTR void run() {
@@ -157,7 +163,14 @@ class RowRunner {
 
 }  // namespace
 
-void runRow(const Executable::Plan& plan, const RowRun& row) { RowRunner(plan, row).run(); }
+void runRow(const Executable::Plan& plan, const RowRun& row) {
+  float* registers = scratchFloats(RowRunner::floatsFor(plan));
+  if (registers == nullptr) {
+    runPlainly(plan, row);  // needs next to no memory
+    return;
+  }
+  RowRunner(plan, row, registers).run();
+}
 
 #endif
 
