@@ -73,8 +73,10 @@ int run(Console& console, Result<RunPlan> planned) {
   }
   RunPlan plan = std::move(planned).value();
   std::optional<OutputDirectory> output;
-  if (!plan.settings.outputDirectory.empty()) {
-    auto opened = OutputDirectory::open(plan.settings.outputDirectory, plan.files);
+  if (!plan.settings.outputDirectory.empty() || !plan.settings.outputFile.empty()) {
+    auto opened = plan.settings.outputFile.empty()
+                      ? OutputDirectory::open(plan.settings.outputDirectory, plan.files)
+                      : OutputDirectory::openForOne(plan.settings.outputFile, plan.files.front());
     if (!opened) {
       return refuse(console, opened.error());
     }

@@ -8,10 +8,13 @@ namespace {
 
 constexpr SettingKind kNumber = SettingKind::number;
 constexpr SettingKind kColor = SettingKind::color;
+constexpr SettingKind kCurve = SettingKind::curve;
 
 // The well's components to the nearest level, for people to read.
 constexpr std::string_view kInitialColor = "#0f0eff";
 constexpr std::array<std::string_view, 4> kInitialColorTexts = {"0.0581305", "0.0555419", "1", "1"};
+
+constexpr std::string_view kIdentityCurve = "0,0 255,255";
 
 // option, key, kind, lowest, highest, initial, unit, help
 constexpr Setting kLevels[] = {
@@ -21,6 +24,12 @@ constexpr Setting kLevels[] = {
      "input level that becomes middle gray"},
     {"highlights", "levelsHighlightsSlider", kNumber, 0, 255, "255.0", "levels",
      "input level that becomes white"},
+};
+constexpr Setting kCurves[] = {
+    {"rgb", "rgb", kCurve, 0, 255, kIdentityCurve, "levels", "curve of all three channels"},
+    {"red", "r", kCurve, 0, 255, kIdentityCurve, "levels", "curve of red, applied before it"},
+    {"green", "g", kCurve, 0, 255, kIdentityCurve, "levels", "curve of green, applied before it"},
+    {"blue", "b", kCurve, 0, 255, kIdentityCurve, "levels", "curve of blue, applied before it"},
 };
 constexpr Setting kColorBalance[] = {
     {"shadows-red", "colorBalanceSR", kNumber, -100, 100, "0", "", "cyan to red in the shadows"},
@@ -100,33 +109,31 @@ constexpr Setting kPosterize[] = {
      "levels that each channel keeps"},
 };
 
-// name, title, number, available, summary, settings, example
+// name, title, number, summary, settings, example
 constexpr Adjustment kAdjustments[] = {
-    {"levels", "Levels", 0, false, "sets the black, middle and white points", kLevels,
+    {"levels", "Levels", 0, "sets the black, middle and white points", kLevels,
      "--shadows 10 --highlights 240"},
-    {"auto", "Auto", 1, false, "stretches the tones to the full range", {}, ""},
-    {"curves", "Curves", 2, false, "bends the tones along curves", {}, ""},
-    {"color-balance", "Color Balance", 3, false,
-     "shifts the colour of shadows, midtones and highlights", kColorBalance, "--midtones-red 20"},
-    {"brightness-contrast", "Brightness and Contrast", 4, true,
+    {"auto", "Auto", 1, "stretches the tones to the full range", {}, ""},
+    {"curves", "Curves", 2, "bends the tones along curves", kCurves, "--rgb '0,0 96,120 255,255'"},
+    {"color-balance", "Color Balance", 3, "shifts the colour of shadows, midtones and highlights",
+     kColorBalance, "--midtones-red 20"},
+    {"brightness-contrast", "Brightness and Contrast", 4,
      "makes pictures brighter or darker, steeper or flatter", kBrightnessContrast,
      "--brightness 5 --contrast 10"},
-    {"hue-saturation", "Hue/Saturation", 6, true,
-     "turns the hues, changes saturation and lightness", kHueSaturation, "--saturation 20"},
-    {"desaturate", "Desaturate", 7, true, "takes the colour out", {}, ""},
-    {"colorize", "Colorize", 8, true, "tints the picture with one colour", kColorize,
+    {"hue-saturation", "Hue/Saturation", 6, "turns the hues, changes saturation and lightness",
+     kHueSaturation, "--saturation 20"},
+    {"desaturate", "Desaturate", 7, "takes the colour out", {}, ""},
+    {"colorize", "Colorize", 8, "tints the picture with one colour", kColorize,
      "--color '#704214' --intensity 80"},
-    {"replace-color", "Replace Color", 9, false,
-     "changes hue, saturation and lightness of one colour", kReplaceColor,
-     "--color '#ff0000' --radius 60 --hue 120"},
-    {"channel-mixer", "Channel Mixer", 10, true, "mixes each channel from all three", kChannelMixer,
+    {"replace-color", "Replace Color", 9, "changes hue, saturation and lightness of one colour",
+     kReplaceColor, "--color '#ff0000' --radius 60 --hue 120"},
+    {"channel-mixer", "Channel Mixer", 10, "mixes each channel from all three", kChannelMixer,
      "--rr 50 --rg 50"},
-    {"exposure", "Exposure", 11, true, "changes the exposure", kExposure, "--exposure 50"},
-    {"invert", "Invert", 13, true, "turns the picture into its negative", {}, ""},
-    {"equalize", "Equalize", 14, false, "spreads the tones evenly", {}, ""},
-    {"threshold", "Threshold", 15, true, "leaves black and white alone", kThreshold, "--level 100"},
-    {"posterize", "Posterize", 16, true, "leaves a few levels of each channel", kPosterize,
-     "--levels 4"},
+    {"exposure", "Exposure", 11, "changes the exposure", kExposure, "--exposure 50"},
+    {"invert", "Invert", 13, "turns the picture into its negative", {}, ""},
+    {"equalize", "Equalize", 14, "spreads the tones evenly", {}, ""},
+    {"threshold", "Threshold", 15, "leaves black and white alone", kThreshold, "--level 100"},
+    {"posterize", "Posterize", 16, "leaves a few levels of each channel", kPosterize, "--levels 4"},
 };
 
 }  // namespace

@@ -23,6 +23,7 @@ struct RunSettings {
   bool filesFromNul = false;             // names end in a NUL byte, not in a line break
   bool printNul = false;                 // so do the names on standard output
   std::string outputDirectory;           // not empty: copies there are adjusted
+  std::string outputFile;                // not empty: the one file's adjusted copy
   std::string backupSuffix;              // not empty: the old file stays under its name plus this
   bool dryRun = false;
   ProgressWanted progress = ProgressWanted::automatic;

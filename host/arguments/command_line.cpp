@@ -163,19 +163,57 @@ void addRunOptions(OptionReader& reader, RunSettings& settings) {
   }
 }
 
-Result<void> checkFiles(const std::vector<std::string>& files, const RunSettings& settings) {
+// Whether files are adjusted in place, or one of them into a new file.
+enum class Target { inPlace, preview };
+
+void addTargetOption(OptionReader& reader, Target target, RunSettings& settings) {
+  if (target == Target::inPlace) {
+    return;
+  }
+  reader.add("-o,--output", true, [&settings](const std::string& value) -> Result<void> {
+    if (value.empty()) {
+      return Error{"needs a name"};
+    }
+    settings.outputFile = value;
+    return {};
+  });
+}
+
+Result<void> checkFiles(const std::vector<std::string>& files, const RunSettings& settings,
+                        Target target) {
   if (auto checked = checkTogether(settings); !checked) {
     return checked.error();
   }
   if (files.empty() && !settings.filesFrom) {
     return Error{"no files given"};
   }
+  return target == Target::preview ? checkPreview(settings, files.size()) : Result<void>{};
+}
+
+Result<void> storeCurve(const std::string& key, const std::string& value,
+                        ParameterDictionary& parameters) {
+  const auto points = parseCurvePoints(value);
+  if (!points) {
+    return points.error();
+  }
+  std::string text;
+  for (const CurvePoint& point : *points) {
+    if (!text.empty()) {
+      text += ',';
+    }
+    text += formatF(point.x * kCurveScale / 255) + ' ' + formatF(point.y * kCurveScale / 255);
+  }
+  parameters.setObject_forKey(std::to_string(points->size()), key + "N");
+  parameters.setObject_forKey(std::move(text), key + "Points");
   return {};
 }
 
 Result<void> storeSetting(const Setting& setting, const std::string& value,
                           ParameterDictionary& parameters) {
   const std::string key(setting.key);
+  if (setting.kind == SettingKind::curve) {
+    return storeCurve(key, value, parameters);
+  }
   if (setting.kind == SettingKind::color) {
     const auto color = parseColor(value);
     if (!color) {
@@ -204,16 +242,18 @@ void storeInitial(const Setting& setting, ParameterDictionary& parameters) {
     parameters.setObject_forKey(std::string(setting.initial), key);
     return;
   }
+  if (setting.kind == SettingKind::curve) {
+    [[maybe_unused]] const auto stored = storeCurve(key, std::string(setting.initial), parameters);
+    return;
+  }
   for (std::size_t i = 0; i < std::size(kColorComponents); ++i) {
     parameters.setObject_forKey(std::string(initialColorTexts()[i]),
                                 key + std::string(kColorComponents[i]));
   }
 }
 
-Result<Command> parseAdjustment(const Adjustment& adjustment, const Arguments& arguments) {
-  if (!adjustment.available) {
-    return Error{"'" + std::string(adjustment.name) + "' is not available in this version"};
-  }
+Result<Command> parseAdjustment(const Adjustment& adjustment, const Arguments& arguments,
+                                Target target) {
   if (asksForHelp(arguments)) {
     return Command{ShowText{adjustmentHelp(adjustment)}};
   }
@@ -228,18 +268,19 @@ Result<Command> parseAdjustment(const Adjustment& adjustment, const Arguments& a
                });
   }
   addRunOptions(reader, command.settings);
+  addTargetOption(reader, target, command.settings);
   auto files = reader.read(arguments);
   if (!files) {
     return files.error();
   }
-  if (auto checked = checkFiles(*files, command.settings); !checked) {
+  if (auto checked = checkFiles(*files, command.settings, target); !checked) {
     return checked.error();
   }
   command.files = std::move(files).value();
   return Command{std::move(command)};
 }
 
-Result<Command> parseRun(const Arguments& arguments) {
+Result<Command> parseRun(const Arguments& arguments, Target target) {
   if (asksForHelp(arguments)) {
     return Command{ShowText{runHelp()}};
   }
@@ -255,6 +296,7 @@ Result<Command> parseRun(const Arguments& arguments) {
   };
   reader.add("--set", true, addOverride, true);
   addRunOptions(reader, command.settings);
+  addTargetOption(reader, target, command.settings);
   auto files = reader.read(arguments);
   if (!files) {
     return files.error();
@@ -264,10 +306,24 @@ Result<Command> parseRun(const Arguments& arguments) {
     command.workflow = command.files.front();
     command.files.erase(command.files.begin());
   }
-  if (auto checked = checkFiles(command.files, command.settings); !checked) {
+  if (auto checked = checkFiles(command.files, command.settings, target); !checked) {
     return checked.error();
   }
   return Command{std::move(command)};
+}
+
+Result<Command> parseNamed(const std::string& name, const Arguments& arguments, Target target);
+
+Result<Command> parsePreview(const Arguments& arguments) {
+  const std::string_view first = arguments.empty() ? std::string_view() : arguments.front();
+  if (first.empty()) {
+    return Error{"nothing to preview; 'kelvo preview --help' tells how"};
+  }
+  if (first == "--help" || first == "-h") {
+    return Command{ShowText{previewHelp()}};
+  }
+  return parseNamed(arguments.front(), Arguments(arguments.begin() + 1, arguments.end()),
+                    Target::preview);
 }
 
 Result<Command> parseFormats(const Arguments& arguments) {
@@ -278,6 +334,26 @@ Result<Command> parseFormats(const Arguments& arguments) {
     return Error{"'formats' takes no arguments"};
   }
   return Command{ListFormats{}};
+}
+
+// The commands that run over files.
+Result<Command> parseNamed(const std::string& name, const Arguments& arguments, Target target) {
+  if (name == "run") {
+    return parseRun(arguments, target);
+  }
+  if (const Adjustment* adjustment = findAdjustment(name)) {
+    return parseAdjustment(*adjustment, arguments, target);
+  }
+  std::vector<std::string_view> known = {"run"};
+  if (target == Target::inPlace) {
+    known = {"run", "preview", "formats", "--help", "--version"};
+  }
+  for (const Adjustment& adjustment : adjustments()) {
+    known.push_back(adjustment.name);
+  }
+  const bool option = name.starts_with('-');
+  return Error{std::string(option ? "unknown option '" : "unknown adjustment or command '") + name +
+               "'" + suggestion(name, known)};
 }
 
 }  // namespace
@@ -294,25 +370,16 @@ Result<Command> parseCommandLine(const Arguments& arguments) {
   if (name == "--version") {
     return Command{ShowText{versionText()}};
   }
-  if (name == "run") {
-    return parseRun(rest);
+  if (name == "preview") {
+    return parsePreview(rest);
   }
   if (name == "formats") {
     return parseFormats(rest);
   }
-  if (name == "preview" || name == "edit") {
-    return Error{"'" + name + "' is not available in this version"};
+  if (name == "edit") {
+    return Error{"'edit' is not available in this version"};
   }
-  if (const Adjustment* adjustment = findAdjustment(name)) {
-    return parseAdjustment(*adjustment, rest);
-  }
-  std::vector<std::string_view> known = {"run", "formats", "--help", "--version"};
-  for (const Adjustment& adjustment : adjustments()) {
-    known.push_back(adjustment.name);
-  }
-  const bool option = name.starts_with('-');
-  return Error{std::string(option ? "unknown option '" : "unknown adjustment or command '") + name +
-               "'" + suggestion(name, known)};
+  return parseNamed(name, rest, Target::inPlace);
 }
 
 }  // namespace kelvo::host

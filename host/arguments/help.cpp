@@ -69,8 +69,20 @@ constexpr std::string_view kOutcome =
     "130 interrupted.\n";
 
 std::string initialText(const Setting& setting) {
-  return setting.kind == SettingKind::color ? std::string(setting.initial)
-                                            : shortNumber(doubleValue(setting.initial));
+  return setting.kind == SettingKind::number ? shortNumber(doubleValue(setting.initial))
+                                             : std::string(setting.initial);
+}
+
+std::string_view valueName(SettingKind kind) {
+  switch (kind) {
+    case SettingKind::color:
+      return "COLOR";
+    case SettingKind::curve:
+      return "POINTS";
+    case SettingKind::number:
+      break;
+  }
+  return "N";
 }
 
 }  // namespace
@@ -91,16 +103,16 @@ std::string generalHelp() {
       "\n"
       "Usage: kelvo ADJUSTMENT [SETTINGS] [OPTIONS] FILE...\n"
       "       kelvo run [WORKFLOW] [--set KEY=VALUE]... [OPTIONS] FILE...\n"
+      "       kelvo preview ADJUSTMENT|run ... FILE -o OUT\n"
       "       kelvo formats | --version | --help\n"
       "\n"
       "Adjustments:\n";
   for (const Adjustment& adjustment : adjustments()) {
-    text += line(adjustment.name, adjustment.available ? std::string(adjustment.summary)
-                                                       : fmt::format("{} (not in this version)",
-                                                                     adjustment.summary));
+    text += line(adjustment.name, adjustment.summary);
   }
   text += "\nOther commands:\n";
   text += line("run", "runs a saved workflow, a file whose name ends in .kelvo");
+  text += line("preview", "adjusts one file into a new one and leaves the file alone");
   text += line("formats", "lists the image formats");
   text += "\nkelvo ADJUSTMENT --help lists its settings, their ranges and an example.\n\n";
   text += runOptionsHelp();
@@ -117,9 +129,8 @@ std::string adjustmentHelp(const Adjustment& adjustment) {
   if (!adjustment.settings.empty()) {
     text += "Settings:\n";
     for (const Setting& setting : adjustment.settings) {
-      const bool color = setting.kind == SettingKind::color;
-      const std::string range = color ? "" : rangeText(setting) + ", ";
-      text += line(fmt::format("--{} {}", setting.option, color ? "COLOR" : "N"),
+      const std::string range = setting.kind == SettingKind::color ? "" : rangeText(setting) + ", ";
+      text += line(fmt::format("--{} {}", setting.option, valueName(setting.kind)),
                    fmt::format("{} ({}default {})", setting.help, range, initialText(setting)));
     }
     text += "\n";
@@ -144,6 +155,24 @@ std::string runHelp() {
   text += runOptionsHelp();
   text +=
       fmt::format("\n{}\nExample: kelvo run print.kelvo --set posterizeSlider=4 *.tif\n", kOutcome);
+  return text;
+}
+
+std::string previewHelp() {
+  std::string text =
+      "Adjusts one file into a new one and leaves the file alone.\n"
+      "\n"
+      "Usage: kelvo preview ADJUSTMENT [SETTINGS] [OPTIONS] FILE -o OUT\n"
+      "       kelvo preview run [WORKFLOW] [--set KEY=VALUE]... [OPTIONS] FILE -o OUT\n"
+      "\n"
+      "OUT has the format of FILE and must not exist yet.\n"
+      "\n"
+      "Settings:\n";
+  text += line("-o, --output OUT", "the new file");
+  text += "\n";
+  text += runOptionsHelp();
+  text += fmt::format(
+      "\n{}\nExample: kelvo preview exposure --exposure 25 photo.jpg -o lighter.jpg\n", kOutcome);
   return text;
 }
 

@@ -10,6 +10,7 @@ std::string versionText();
 std::string generalHelp();
 std::string adjustmentHelp(const Adjustment& adjustment);
 std::string runHelp();
+std::string previewHelp();
 std::string formatsHelp();
 
 // How messages and help write a setting's range: "2 to 255 levels".

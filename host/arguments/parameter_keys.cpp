@@ -23,7 +23,6 @@ struct KeyRule {
   double high = 0;
 };
 
-constexpr double kCurveScale = 191;  // full intensity on the curves editor's scale
 constexpr double kMostCurvePoints = 192;
 
 struct KeyTable {
@@ -40,14 +39,15 @@ KeyTable makeTable() {
         table.rules[std::string(setting.key)] = {KeyKind::number, setting.low, setting.high};
         continue;
       }
+      if (setting.kind == SettingKind::curve) {
+        table.rules[std::string(setting.key) + "N"] = {KeyKind::wholeNumber, 2, kMostCurvePoints};
+        table.rules[std::string(setting.key) + "Points"] = {KeyKind::points, 0, kCurveScale};
+        continue;
+      }
       for (const std::string_view component : kColorComponents) {
         table.rules[std::string(setting.key).append(component)] = {KeyKind::number, 0, 1};
       }
     }
-  }
-  for (const char* channel : {"rgb", "r", "g", "b"}) {
-    table.rules[std::string(channel) + "N"] = {KeyKind::wholeNumber, 2, kMostCurvePoints};
-    table.rules[std::string(channel) + "Points"] = {KeyKind::points, 0, kCurveScale};
   }
   // What the panel shows; no adjustment reads them.
   table.rules["curvesChannel"] = {KeyKind::wholeNumber, 0, 3};

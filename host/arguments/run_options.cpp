@@ -134,4 +134,17 @@ Result<void> checkTogether(const RunSettings& settings) {
   return {};
 }
 
+Result<void> checkPreview(const RunSettings& settings, std::size_t files) {
+  if (settings.outputFile.empty()) {
+    return Error{"a preview needs a new file to write: -o OUT"};
+  }
+  if (files != 1 || settings.filesFrom) {
+    return Error{"a preview is made of exactly one file"};
+  }
+  if (!settings.outputDirectory.empty() || !settings.backupSuffix.empty() || settings.dryRun) {
+    return Error{"options --output-dir, --backup and --dry-run do not go with a preview"};
+  }
+  return {};
+}
+
 }  // namespace kelvo::host

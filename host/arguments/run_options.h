@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string_view>
 
@@ -24,5 +25,8 @@ std::string_view longName(std::string_view names);
 
 // What no single option can tell: options that go together or do not.
 Result<void> checkTogether(const RunSettings& settings);
+
+// The same for a preview, which works on one file.
+Result<void> checkPreview(const RunSettings& settings, std::size_t files);
 
 }  // namespace kelvo::host

@@ -81,10 +81,31 @@ Result<OutputDirectory> OutputDirectory::open(const std::string& path,
   if (::stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     return Error{"'" + path + "' is not a directory"};
   }
-  clearStale(path);
-  std::string stage = path + "/" + kStagePrefix + "XXXXXX";
+  return openStage(std::move(directory));
+}
+
+Result<OutputDirectory> OutputDirectory::openForOne(const std::string& output,
+                                                    const std::string& file) {
+  if (nameOf(file).empty()) {
+    return Error{"'" + file + "' is not the name of a file"};
+  }
+  if (exists(output)) {
+    return Error{"'" + output + "' exists already"};
+  }
+  OutputDirectory directory;
+  directory.only_ = output;
+  directory.path_ = fs::path(output).parent_path().string();
+  if (directory.path_.empty()) {
+    directory.path_ = ".";
+  }
+  return openStage(std::move(directory));
+}
+
+Result<OutputDirectory> OutputDirectory::openStage(OutputDirectory directory) {
+  clearStale(directory.path_);
+  std::string stage = directory.path_ + "/" + kStagePrefix + "XXXXXX";
   if (::mkdtemp(stage.data()) == nullptr) {
-    return because("the directory '" + path + "' cannot be written", errno);
+    return because("the directory '" + directory.path_ + "' cannot be written", errno);
   }
   directory.stage_ = std::move(stage);
   directory.stageLock_ =
@@ -108,7 +129,7 @@ std::string OutputDirectory::stagedPath(const std::string& file) const {
 }
 
 std::string OutputDirectory::finalPath(const std::string& file) const {
-  return path_ + "/" + nameOf(file);
+  return only_.empty() ? path_ + "/" + nameOf(file) : only_;
 }
 
 Result<void> OutputDirectory::publish(const std::string& file) const {

@@ -5,7 +5,6 @@
 #include <string_view>
 #include <utility>
 
-#include "host/arguments/adjustments.h"
 #include "host/arguments/parameter_keys.h"
 #include "host/arguments/suggestion.h"
 #include "host/run/file_list.h"
@@ -53,17 +52,6 @@ Result<void> checkOverrides(const Overrides& overrides, const WorkflowDocument& 
   return {};
 }
 
-Result<void> checkAvailable(const PlannedStep& step) {
-  if (step.action != kActionName) {
-    return {};
-  }
-  const Adjustment* adjustment = findAdjustment(step.parameters.intValue("filterPopUp"));
-  if (adjustment != nullptr && !adjustment->available) {
-    return Error{"'" + std::string(adjustment->name) + "' is not available in this version"};
-  }
-  return {};
-}
-
 Result<WorkflowDocument> documentFor(const RunWorkflow& command,
                                      const std::vector<std::string>& directories) {
   if (command.workflow.empty()) {
@@ -92,9 +80,6 @@ Result<RunPlan> planSteps(WorkflowDocument document, RunSettings settings,
     }
     plan.steps.push_back(
         {std::move(step.action), (*bundle)->bundlePath(), std::move(step.parameters)});
-    if (auto available = checkAvailable(plan.steps.back()); !available) {
-      return available.error();
-    }
   }
   auto files = collectFiles(std::move(arguments), settings);
   if (!files) {

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "host/arguments/command_line.h"
 #include "host/arguments/help.h"
 #include "host/arguments/parameter_keys.h"
 #include "host/arguments/setting_values.h"
@@ -47,6 +48,10 @@ TEST(Adjustments, HaveInitialSettingsInTheirRanges) {
         EXPECT_TRUE(parseColor(setting.initial));
         continue;
       }
+      if (setting.kind == SettingKind::curve) {
+        EXPECT_TRUE(parseCurvePoints(setting.initial));
+        continue;
+      }
       EXPECT_LT(setting.low, setting.high);
       const auto initial = parseNumber(setting.initial);
       ASSERT_TRUE(initial);
@@ -64,6 +69,18 @@ TEST(Adjustments, UseNoKeyTwice) {
       EXPECT_TRUE(keys.insert(setting.key).second) << setting.key;
     }
   }
+}
+
+TEST(Adjustments, KeepCurvesOnTheScaleOfTheCurvesView) {
+  const auto command = parseCommandLine({"curves", "--red", "0,255 127.5,51 255,0", "a.jpg"});
+  ASSERT_TRUE(command);
+  const ParameterDictionary& parameters = std::get<RunAdjustment>(*command).parameters;
+  EXPECT_EQ(parameters.stringValue("rN"), "3");
+  // 255 levels are 191 units: 127.5 is 95.5, 51 is 38.2.
+  EXPECT_EQ(parameters.stringValue("rPoints"),
+            "0.000000 191.000000,95.500000 38.200000,191.000000 0.000000");
+  EXPECT_EQ(parameters.stringValue("rgbN"), "2");
+  EXPECT_EQ(parameters.stringValue("rgbPoints"), "0.000000 0.000000,191.000000 191.000000");
 }
 
 TEST(Adjustments, ShowTheInitialColourToTheNearestLevel) {

@@ -61,6 +61,23 @@ TEST_F(Copies, KeepTheModeEvenIfTheFileMayNotBeWritten) {
   EXPECT_EQ(fs::status(out_ + "/a").permissions(), fs::perms(0440));
 }
 
+TEST_F(Copies, OfAPreviewHaveTheNameThatIsAskedFor) {
+  const std::string a = place_.file("a");
+  const std::string out = place_.path("new name");
+  const Finished finished = runKelvo({"preview", "invert", a, "-o", out});
+  EXPECT_EQ(finished.status, 0);
+  EXPECT_EQ(finished.output, out + "\n");
+  EXPECT_EQ(place_.rewritings("a"), 0);
+  EXPECT_EQ(place_.rewritings("new name"), 1);
+}
+
+TEST_F(Copies, OfAPreviewThatFailsAreNotMade) {
+  const std::string a = place_.file("in/a", "fail");
+  const std::string out = place_.path("in/out");
+  EXPECT_EQ(runKelvo({"preview", "invert", a, "-o", out}).status, 1);
+  EXPECT_THAT(entries(place_.path("in")), UnorderedElementsAre("a"));
+}
+
 TEST_F(Copies, AreRefusedIfTwoFilesHaveOneName) {
   const std::string a = place_.file("1/a");
   const std::string b = place_.file("2/a");

@@ -51,11 +51,30 @@ TEST_F(Usage, SuggestsTheAdjustmentThatWasMeant) {
   EXPECT_EQ(refusal({"--verison"}), "unknown option '--verison'; did you mean '--version'?");
 }
 
-TEST_F(Usage, SaysThatAnAdjustmentIsNotAvailable) {
-  for (const char* name : {"levels", "auto", "curves", "color-balance", "replace-color", "equalize",
-                           "preview", "edit"}) {
-    EXPECT_EQ(refusal({name, a_}), "'" + std::string(name) + "' is not available in this version");
-  }
+TEST_F(Usage, SaysThatTheWindowIsNotAvailable) {
+  EXPECT_EQ(refusal({"edit", a_}), "'edit' is not available in this version");
+}
+
+TEST_F(Usage, RefusesCurvesThatRunBackOrLackPoints) {
+  EXPECT_EQ(refusal({"curves", "--rgb", "0,0", a_}),
+            "option --rgb: a curve needs at least two points");
+  EXPECT_EQ(refusal({"curves", "--red", "0,0 0,9", a_}),
+            "option --red: the point '0,9' is not to the right of the one before");
+  EXPECT_EQ(refusal({"curves", "--blue", "0,0 256,0", a_}),
+            "option --blue: the point '256,0' is outside the levels 0 to 255");
+}
+
+TEST_F(Usage, RefusesPreviewsThatAreNotOfOneFileIntoANewOne) {
+  const std::string out = place_.path("out.png");
+  EXPECT_EQ(refusal({"preview"}), "nothing to preview; 'kelvo preview --help' tells how");
+  EXPECT_EQ(refusal({"preview", "invert", a_}), "a preview needs a new file to write: -o OUT");
+  EXPECT_EQ(refusal({"preview", "invert", a_, a_, "-o", out}),
+            "a preview is made of exactly one file");
+  EXPECT_EQ(refusal({"preview", "invert", a_, "-o", a_}), "'" + a_ + "' exists already");
+  EXPECT_EQ(refusal({"preview", "invert", a_, "-o", out, "--dry-run"}),
+            "options --output-dir, --backup and --dry-run do not go with a preview");
+  EXPECT_EQ(refusal({"preview", "formats"}), "unknown adjustment or command 'formats'");
+  EXPECT_EQ(refusal({"invert", a_, "-o", out}), "unknown option '-o'");
 }
 
 TEST_F(Usage, RefusesSettingsOutsideThePanelsRange) {
@@ -144,15 +163,6 @@ TEST_F(Usage, RefusesParametersThatAreNotKnownOrOutOfRange) {
   EXPECT_EQ(refusal({"run", "--set", "filterPopUp=5", a_}),
             "option --set: filterPopUp: must be the number of an adjustment (0 to 16 without 5 and "
             "12), not '5'");
-}
-
-TEST_F(Usage, RefusesToRunWorkflowsOfAdjustmentsThatAreNotAvailable) {
-  EXPECT_EQ(refusal({"run", a_}), "'levels' is not available in this version");
-  EXPECT_EQ(refusal({"run", "--set", "filterPopUp=14", a_}),
-            "'equalize' is not available in this version");
-  const std::string curves =
-      place_.workflow("w.kelvo", {R"({"filterPopUp": "13"})", R"({"filterPopUp": 2})"});
-  EXPECT_EQ(refusal({"run", curves, a_}), "'curves' is not available in this version");
 }
 
 TEST_F(Usage, NamesTheWorkflowThatCannotBeRead) {
