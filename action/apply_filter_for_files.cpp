@@ -92,8 +92,8 @@ class FileRun {
       if (!adjustFrame(source, frame, open ? destination->get() : nullptr)) success = false;
     }
     if (!success) return;
-    auto finalized = open ? CGImageDestinationFinalize(**destination)
-                          : Result<void>(std::move(destination).error());
+    auto finalized =
+        open ? CGImageDestinationFinalize(**destination) : Result<void>(destination.error());
     if (finalized) {
       outcome_.rewritten = true;
       outcome_.warnings = (*destination)->warnings();
@@ -183,6 +183,8 @@ FileOutcome runGuarded(const ActionParameters& parameters, const RunOptions& opt
 PathList applyFilterForFiles(const ActionParameters& parameters, const PathList& paths,
                              const RunOptions& options) {
   PathList rewritten;
+  // By index: the list may grow while it is worked on.
+  // NOLINTNEXTLINE(modernize-loop-convert)
   for (std::size_t i = 0; i < paths.size(); ++i) {
     const FileOutcome outcome = runGuarded(parameters, options, paths[i]);
     if (outcome.rewritten) rewritten.push_back(outcome.path);
