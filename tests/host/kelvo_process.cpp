@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,6 +79,7 @@ KelvoProcess::KelvoProcess(const std::vector<std::string>& arguments, const Star
   id_ = ::fork();
   check(id_ >= 0, "fork");
   if (id_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is stopped leaves nothing running
     ::dup2(input, STDIN_FILENO);
     ::dup2(written, STDOUT_FILENO);
     ::dup2(errors[1], STDERR_FILENO);
