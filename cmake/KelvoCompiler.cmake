@@ -33,6 +33,9 @@ if(KELVO_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
   target_link_options(kelvo_compiler INTERFACE -fsanitize=address,undefined)
+  # Instrumented vector code takes minutes to compile; a few widths of the same code are enough.
+  target_compile_definitions(kelvo_compiler INTERFACE
+    "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3|HWY_AVX3_DL$<$<BOOL:${KELVO_FUZZ}>:|HWY_AVX2>)")
 endif()
 if(KELVO_COVERAGE)
   target_compile_options(kelvo_compiler INTERFACE --coverage -fprofile-update=atomic)

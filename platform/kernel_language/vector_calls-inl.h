@@ -121,8 +121,8 @@ HWY_INLINE void forFloats(F function, float* to, const float* a, const float* b)
 }
 
 HWY_INLINE V integerFromFloat(V v) {
-  const VI truncated = hn::ConvertTo(DI(), v);  // limited to the range, except that
-  return hn::IfThenElseZero(hn::Eq(v, v), hn::BitCast(D(), truncated));
+  // Limited to the range; what is no number must not get that far.
+  return hn::BitCast(D(), hn::ConvertTo(DI(), hn::IfThenElseZero(hn::Eq(v, v), v)));
 }
 
 HWY_NOINLINE void callIntegers(Op op, float* to, const float* a, const float* b, const float* c) {

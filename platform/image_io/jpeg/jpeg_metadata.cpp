@@ -75,11 +75,27 @@ std::vector<std::byte> iccProfile(const std::vector<Segment>& segments) {
   return profile;
 }
 
+namespace {
+
+// libjpeg's encoder divides by eight times these numbers in 16 bits; its decoder takes any.
+bool canEncodeWith(const QuantTable& table) {
+  constexpr std::uint16_t kMostQuantisation = 8191;
+  return std::ranges::all_of(
+      table, [](std::uint16_t value) { return value != 0 && value <= kMostQuantisation; });
+}
+
+}  // namespace
+
 Result<void> checkWritable(const Properties& properties) {
   if (properties.coding() != Coding::rgb && properties.coding() != Coding::ycc) {
     return Error{"its colours are not RGB"};
   }
   const Structure& structure = properties.structure();
+  for (const Component& component : structure.components) {
+    if (component.quantTable && !canEncodeWith(*component.quantTable)) {
+      return Error{"a quantisation table of the file makes no sense"};
+    }
+  }
   const auto trailer = properties.trailer();
   // Gain maps first: their files have further pictures as well, and this says more.
   for (const Segment& segment : structure.segments) {

@@ -93,6 +93,19 @@ TEST_F(JpegDamage, SurplusPictureDataFailsTheFrame) {
   EXPECT_THAT(result.error().message, HasSubstr("extraneous bytes before marker 0xd9"));
 }
 
+TEST_F(JpegDamage, QuantisationByZeroIsRefused) {
+  std::string contents = make("", 70, 50);
+  // The first table's first number: after the marker, the length and the table's own number.
+  const std::size_t table = contents.find("\xff\xdb");
+  ASSERT_NE(table, std::string::npos);
+  contents[table + 5] = 0;
+  writeFile(file_, contents);
+  const auto result = rewrite(file_, Adjustment::invert);
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.error().message, "a quantisation table of the file makes no sense");
+  EXPECT_EQ(readFile(file_), contents);
+}
+
 TEST_F(JpegDamage, FlippedBytesNeverCrashAndNeverLeaveAnythingButAWholeFile) {
   std::mt19937 random(7);
   for (const char* options : {"", "-progressive", "-restart 1 -optimize", "-arithmetic"}) {
