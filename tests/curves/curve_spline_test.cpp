@@ -70,15 +70,17 @@ void expectLikePlain(const std::vector<CurvePoint>& points, const std::vector<fl
 // Any number of points in strictly ascending x, whole or fractional, in or around 0…255.
 std::vector<CurvePoint> randomPoints(std::mt19937& random) {
   const auto below = [&](std::uint32_t bound) { return random() % bound; };
+  // With all the digits that single precision holds, so that every rounding counts.
+  const auto fraction = [&](double from, double to) {
+    return static_cast<float>(from + (to - from) * static_cast<double>(random()) / 4294967296.0);
+  };
   const std::size_t count = 2 + below(below(8) == 0 ? 60 : 10);
   const bool whole = below(2) == 0;
   std::vector<CurvePoint> points;
   while (points.size() < count) {
-    CurvePoint point;
-    point.x = whole ? static_cast<float>(below(256))
-                    : static_cast<float>(below(1U << 20)) / 4096.0F - (below(3) == 0 ? 1.5F : 0);
-    point.y = whole ? static_cast<float>(below(256))
-                    : static_cast<float>(below(1U << 22)) / 16384.0F - (below(5) == 0 ? 20.0F : 0);
+    const CurvePoint point =
+        whole ? CurvePoint{static_cast<float>(below(256)), static_cast<float>(below(256))}
+              : CurvePoint{fraction(-2, 257), fraction(-20, 275)};
     const bool taken =
         std::ranges::any_of(points, [&](const CurvePoint& p) { return p.x == point.x; });
     if (!taken) points.push_back(point);
