@@ -5,6 +5,7 @@
 
 #include "action/apply_filter_for_files.h"
 #include "action/kelvo_images.h"
+#include "platform/image_io/cg_image_source.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/temporary_directory.h"
 
@@ -218,6 +219,27 @@ TEST_F(Run, AFileThatCannotBeReplacedIsAFinalizeProblem) {
   EXPECT_EQ(log_.texts(), (std::vector<std::string>{"Error: Cann't finalize"}));
   EXPECT_NE(log_.lines()[0].detail.find("link"), std::string::npos);
   EXPECT_EQ(readFile(path), before);
+}
+
+TEST_F(Run, AFileExchangedBetweenReadingAndWritingIsLeftAlone) {
+  for (const char* name : {"a.jpg", "a.png", "a.tif"}) {
+    const std::string path = made(name, kRamp);
+    const NSURL url = NSURL::fileURLWithPath(path);
+    const auto source = CGImageSourceCreateWithURL(url);
+    ASSERT_TRUE(source.ok()) << name;
+    const auto image = CGImageSourceCreateImageAtIndex(**source, 0);
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(**source, 0);
+    ASSERT_TRUE(image.ok() && properties.ok()) << name;
+    const std::string other = made(std::string("other-") + name, "-size 9x9 xc:red");
+    ASSERT_TRUE(shell("mv '" + other + "' '" + path + "'"));
+    const std::string before = readFile(path);
+    const auto destination =
+        CGImageDestinationCreateWithURL(url, CGImageSourceGetType(**source), 1);
+    ASSERT_TRUE(destination.ok()) << name;
+    EXPECT_FALSE(CGImageDestinationAddImage(**destination, *image, **properties).ok()) << name;
+    EXPECT_FALSE(CGImageDestinationFinalize(**destination).ok()) << name;
+    EXPECT_EQ(readFile(path), before) << name;
+  }
 }
 
 TEST_F(Run, ADryRunChecksEverythingAndReplacesNothing) {

@@ -44,6 +44,7 @@ class PngFile {
   // pixels than the limits allow. Whatever else is wrong is left to status().
   static Result<std::shared_ptr<const PngFile>> open(FileBytes file, const Limits& limits);
 
+  [[nodiscard]] const MappedFile& bytes() const { return *file_; }
   [[nodiscard]] const PngHeader& header() const { return header_; }
   [[nodiscard]] const Limits& limits() const { return limits_; }
   [[nodiscard]] std::span<const PngChunk> chunks() const { return chunks_; }

@@ -11,6 +11,7 @@ class PngProperties final : public FrameProperties {
  public:
   explicit PngProperties(std::shared_ptr<const PngFile> file) : file_(std::move(file)) {}
 
+  [[nodiscard]] const MappedFile* origin() const override { return &file_->bytes(); }
   [[nodiscard]] const std::shared_ptr<const PngFile>& file() const { return file_; }
 
  private:

@@ -23,6 +23,8 @@ struct TiffFrameProperties final : FrameProperties {
   TiffFrameProperties(std::shared_ptr<const TiffFile> itsFile, std::size_t itsFrame)
       : file(std::move(itsFile)), frame(itsFrame) {}
 
+  [[nodiscard]] const MappedFile* origin() const override { return &file->bytes(); }
+
   std::shared_ptr<const TiffFile> file;
   std::size_t frame;
 };

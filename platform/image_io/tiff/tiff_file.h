@@ -26,6 +26,7 @@ class TiffFile {
   // to status().
   static Result<std::shared_ptr<const TiffFile>> open(FileBytes bytes, const Limits& limits);
 
+  [[nodiscard]] const MappedFile& bytes() const { return *file_; }
   [[nodiscard]] const View& view() const { return view_; }
   [[nodiscard]] const Limits& limits() const { return limits_; }
   // The main chain: a frame each.
