@@ -24,7 +24,8 @@ target_compile_options(kelvo_compiler INTERFACE
   -ffp-contract=off
   # clang counts these among -Wconversion, g++ does not.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>)
-if(KELVO_WERROR)
+# Instrumentation makes g++ 12 see overflows that are not there.
+if(KELVO_WERROR AND NOT KELVO_SANITIZE)
   target_compile_options(kelvo_compiler INTERFACE -Werror)
 endif()
 if(KELVO_SANITIZE)
