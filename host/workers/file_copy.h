@@ -12,8 +12,8 @@ struct CopyFailure {
 };
 
 // Makes `to`, which must not exist, a copy of the regular file `from`, with its mode, owner (where
-// allowed), attributes and times; its owner may always write it. Absent if all went well; else there
-// is no `to`.
+// allowed), attributes and times; its owner may always write it. Absent if all went well; else
+// there is no `to`.
 std::optional<CopyFailure> copyFile(const std::string& from, const std::string& to);
 
 }  // namespace kelvo::host

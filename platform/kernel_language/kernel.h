@@ -54,8 +54,9 @@ class Kernel {
 };
 
 struct CompiledSource {
-  std::vector<std::shared_ptr<const Kernel>> kernels;  // in source order; empty if anything is wrong
-  std::vector<Diagnostic> diagnostics;                 // empty exactly if the source compiled
+  std::vector<std::shared_ptr<const Kernel>>
+      kernels;                          // in source order; empty if anything is wrong
+  std::vector<Diagnostic> diagnostics;  // empty exactly if the source compiled
 };
 
 // Lexer, parser, type checker. Never throws, whatever the text; nesting and size are limited.
@@ -64,9 +65,9 @@ CompiledSource compileSource(std::string_view text);
 // What a sampler parameter stands for. Coordinates are in pixels of the common coordinate system:
 // (x, y) addresses column x, row y exactly, and the pixel being computed is at (destX, destY).
 struct SamplerArgument {
-  std::function<Pixel(Builder&)> sampleHere;                          // under the pixel computed
-  std::function<Pixel(Builder&, ValueId x, ValueId y)> sampleAt;      // anywhere
-  std::array<float, 4> extent{};                                      // x, y, width, height
+  std::function<Pixel(Builder&)> sampleHere;                      // under the pixel computed
+  std::function<Pixel(Builder&, ValueId x, ValueId y)> sampleAt;  // anywhere
+  std::array<float, 4> extent{};                                  // x, y, width, height
 };
 
 // A sampler, or numbers: one to four. Missing components are 0, surplus ones are ignored.

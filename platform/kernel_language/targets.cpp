@@ -36,7 +36,9 @@ std::vector<std::string> targets() {
 }
 
 std::string_view currentTarget() {
-  return plainForced() || vectorTargets().empty() ? kPlain : std::string_view(hwy::TargetName(vectorTarget()));
+  return plainForced() || vectorTargets().empty()
+             ? kPlain
+             : std::string_view(hwy::TargetName(vectorTarget()));
 }
 
 bool forceTarget(std::string_view name) {

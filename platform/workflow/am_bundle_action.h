@@ -46,9 +46,7 @@ class AMBundleAction {
 
   [[nodiscard]] ParameterDictionary& parameters() { return *parameters_; }
   // The dictionary itself: the settings panel edits it in place.
-  [[nodiscard]] const ActionParameters& sharedParameters() const {
-    return parameters_;
-  }
+  [[nodiscard]] const ActionParameters& sharedParameters() const { return parameters_; }
   void setParameters(ParameterDictionary parameters) { *parameters_ = std::move(parameters); }
 
   [[nodiscard]] const RunOptions& runOptions() const { return runOptions_; }

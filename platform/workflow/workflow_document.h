@@ -30,8 +30,8 @@ struct WorkflowDocument {
 Result<WorkflowDocument> parseWorkflow(std::string_view text);
 Result<WorkflowDocument> readWorkflow(const std::string& path);
 
-// The document as text, which parseWorkflow reads back equal, but for bytes that are not UTF-8: they
-// are replaced.
+// The document as text, which parseWorkflow reads back equal, but for bytes that are not UTF-8:
+// they are replaced.
 std::string formatWorkflow(const WorkflowDocument& document);
 
 }  // namespace kelvo
