@@ -80,8 +80,7 @@ namespace {
 // libjpeg's encoder divides by eight times these numbers in 16 bits; its decoder takes any.
 bool canEncodeWith(const QuantTable& table) {
   constexpr std::uint16_t kMostQuantisation = 8191;
-  return std::ranges::all_of(
-      table, [](std::uint16_t value) { return value != 0 && value <= kMostQuantisation; });
+  return std::ranges::max(table) <= kMostQuantisation;
 }
 
 }  // namespace

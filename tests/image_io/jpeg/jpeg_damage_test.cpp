@@ -102,6 +102,20 @@ TEST_F(JpegDamage, QuantisationByZeroIsRefused) {
   writeFile(file_, contents);
   const auto result = rewrite(file_, Adjustment::invert);
   ASSERT_FALSE(result);
+  EXPECT_EQ(result.error().message, "a quantisation table is damaged");
+  EXPECT_EQ(readFile(file_), contents);
+}
+
+TEST_F(JpegDamage, QuantisationBeyondWhatTheEncoderCanHoldIsRefused) {
+  // Tables of 16 bits: the lowest qualities have numbers above 255.
+  std::string contents = make("-quality 1", 70, 50);
+  const std::size_t table = contents.find("\xff\xdb");
+  ASSERT_NE(table, std::string::npos);
+  ASSERT_EQ(contents[table + 4] & 0xF0, 0x10);
+  contents[table + 5] = 0x20;  // 8192 and more
+  writeFile(file_, contents);
+  const auto result = rewrite(file_, Adjustment::invert);
+  ASSERT_FALSE(result);
   EXPECT_EQ(result.error().message, "a quantisation table of the file makes no sense");
   EXPECT_EQ(readFile(file_), contents);
 }
