@@ -1,6 +1,7 @@
 #include "engine/auto.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <optional>
 #include <span>
@@ -78,23 +79,33 @@ std::optional<LightnessStretch> measure(const CGImage& image) {
     const std::span<std::uint8_t> part(pixels.data(), rowBytes * height);
     if (!(*rows)->read(std::as_writable_bytes(part), height)) return std::nullopt;
     const std::span<std::uint8_t> colors = strip.unpack(part);
-    toLab(colors);
-    for (std::size_t i = 0; i < colors.size(); i += 3) ++histogram[colors[i]];
+    countLightness(colors.data(), colors.size() / 3, histogram);
   }
   return measureLightness(histogram, image.width, image.height);
 }
 
-void stretch(const LightnessStretch& lightness, std::span<std::uint8_t> pixels, ColorStrip& strip) {
+using LightnessTable = std::array<std::uint8_t, 256>;
+
+LightnessTable tableOf(const LightnessStretch& lightness) {
+  LightnessTable table{};
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    table[i] = lightness(static_cast<std::uint8_t>(i));
+  }
+  return table;
+}
+
+void stretch(const LightnessTable& lightness, std::span<std::uint8_t> pixels, ColorStrip& strip) {
   const std::span<std::uint8_t> colors = strip.unpack(pixels);
   toLab(colors);
-  for (std::size_t i = 0; i < colors.size(); i += 3) colors[i] = lightness(colors[i]);
+  for (std::size_t i = 0; i < colors.size(); i += 3) colors[i] = lightness[colors[i]];
   toRgb(colors);
   strip.pack(pixels);
 }
 
 class StretchedRows final : public RowSource {
  public:
-  StretchedRows(std::unique_ptr<RowSource> rows, LightnessStretch lightness, std::size_t components)
+  StretchedRows(std::unique_ptr<RowSource> rows, const LightnessTable& lightness,
+                std::size_t components)
       : rows_(std::move(rows)), lightness_(lightness), strip_(components) {}
 
   Result<void> read(std::span<std::byte> pixels, std::uint32_t rows) override {
@@ -107,12 +118,12 @@ class StretchedRows final : public RowSource {
 
  private:
   std::unique_ptr<RowSource> rows_;
-  LightnessStretch lightness_;
+  LightnessTable lightness_;
   ColorStrip strip_;
 };
 
 std::shared_ptr<const Palette> stretchedPalette(const Palette& palette,
-                                                const LightnessStretch& lightness) {
+                                                const LightnessTable& lightness) {
   auto mapped = std::make_shared<Palette>(palette);
   ColorStrip strip(4);
   for (auto& entry : *mapped) {
@@ -168,7 +179,7 @@ CIImageRef applyAutoForCIImage(const CIImageRef& image) {
   auto bitmap = render(image, {});
   if (!bitmap) return nullptr;
   // A picture that cannot be read fails again, with its cause, when the result is rendered.
-  const LightnessStretch lightness = measure(*bitmap).value_or(LightnessStretch{});
+  const LightnessTable lightness = tableOf(measure(*bitmap).value_or(LightnessStretch{}));
   CGImage result = *bitmap;
   result.openRows = [open = std::move(bitmap->openRows), lightness,
                      components =

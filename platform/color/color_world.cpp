@@ -50,6 +50,23 @@ class RgbToLab final : public ColorWorld {
   [[nodiscard]] BitmapSpace sourceSpace() const override { return BitmapSpace::cmRGB24Space; }
   [[nodiscard]] BitmapSpace destinationSpace() const override { return BitmapSpace::cmLAB24Space; }
 
+  void countLightness(const std::uint8_t* rgb, std::size_t count,
+                      std::uint64_t (&histogram)[256]) const {
+    alignas(64) float y[kLabBlock];
+    alignas(64) std::uint8_t levels[kLabBlock];
+    for (std::size_t done = 0; done < count; done += kLabBlock) {
+      const std::size_t n = std::min(kLabBlock, count - done);
+      const std::uint8_t* pixel = rgb + 3 * done;
+      for (std::size_t i = 0; i < n; ++i, pixel += 3) {
+        y[i] = share_[0][pixel[0]][1] + share_[1][pixel[1]][1] + share_[2][pixel[2]][1];
+      }
+      std::fill(y + n, y + kLabBlock, 1.0F);
+      labRoots(y, n);
+      encodeLightness(y, levels, n);
+      for (std::size_t i = 0; i < n; ++i) ++histogram[levels[i]];
+    }
+  }
+
  private:
   // What each level of each channel contributes to X/Xn, Y/Yn and Z/Zn.
   std::array<std::array<std::array<float, 4>, 256>, 3> share_{};
@@ -116,12 +133,22 @@ class LabToRgb final : public ColorWorld {
 
 }  // namespace
 
+namespace {
+
+const std::shared_ptr<const RgbToLab>& rgbToLab() {
+  static const auto world = std::make_shared<const RgbToLab>();
+  return world;
+}
+
+}  // namespace
+
+void countLightness(const std::uint8_t* rgb, std::size_t count, std::uint64_t (&histogram)[256]) {
+  rgbToLab()->countLightness(rgb, count, histogram);
+}
+
 ColorWorldRef NCWNewColorWorld(ColorProfile source, ColorProfile destination) {
   if (source == destination) return nullptr;
-  if (source == ColorProfile::deviceRGB) {
-    static const ColorWorldRef toLab = std::make_shared<const RgbToLab>();
-    return toLab;
-  }
+  if (source == ColorProfile::deviceRGB) return rgbToLab();
   static const ColorWorldRef toRgb = std::make_shared<const LabToRgb>();
   return toRgb;
 }

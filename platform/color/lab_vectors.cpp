@@ -58,6 +58,25 @@ hn::Vec<hn::Rebind<std::uint8_t, D>> toLevel(D d, V v) {
   return hn::DemoteTo(d8, hn::ConvertTo(di, hn::Add(limited, hn::Set(d, 0.5F))));
 }
 
+void LightnessRoots(float* y, std::size_t count) {
+  const D d;
+  for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    hn::StoreU(root(d, hn::LoadU(d, y + i)), d, y + i);
+  }
+}
+
+V lightness(D d, V fy) {
+  return hn::Sub(hn::Mul(fy, hn::Set(d, 116.0F * 2.55F)), hn::Set(d, 16.0F * 2.55F));
+}
+
+void EncodeLightness(const float* fy, std::uint8_t* levels, std::size_t count) {
+  const D d;
+  const hn::Rebind<std::uint8_t, D> d8;
+  for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    hn::StoreU(toLevel(d, lightness(d, hn::LoadU(d, fy + i))), d8, levels + i);
+  }
+}
+
 void Encode(const float* fx, const float* fy, const float* fz, std::uint8_t* lab,
             std::size_t count) {
   const D d;
@@ -70,7 +89,7 @@ void Encode(const float* fx, const float* fy, const float* fz, std::uint8_t* lab
     const V x = hn::LoadU(d, fx + i);
     const V y = hn::LoadU(d, fy + i);
     const V z = hn::LoadU(d, fz + i);
-    const V l = hn::Sub(hn::Mul(y, hn::Set(d, 116.0F * 2.55F)), hn::Set(d, 16.0F * 2.55F));
+    const V l = lightness(d, y);
     const V a = hn::Add(hn::Mul(hn::Sub(x, y), hn::Set(d, 500.0F)), hn::Set(d, 128.0F));
     const V b = hn::Add(hn::Mul(hn::Sub(y, z), hn::Set(d, 200.0F)), hn::Set(d, 128.0F));
     hn::StoreU(toLevel(d, l), d8, l8);
@@ -129,11 +148,19 @@ HWY_AFTER_NAMESPACE();
 namespace kelvo {
 
 HWY_EXPORT(Roots);
+HWY_EXPORT(LightnessRoots);
+HWY_EXPORT(EncodeLightness);
 HWY_EXPORT(Encode);
 HWY_EXPORT(Decode);
 
 void labRoots(float* x, float* y, float* z, std::size_t count) {
   HWY_DYNAMIC_DISPATCH(Roots)(x, y, z, count);
+}
+
+void labRoots(float* y, std::size_t count) { HWY_DYNAMIC_DISPATCH(LightnessRoots)(y, count); }
+
+void encodeLightness(const float* fy, std::uint8_t* levels, std::size_t count) {
+  HWY_DYNAMIC_DISPATCH(EncodeLightness)(fy, levels, count);
 }
 
 void encodeLab(const float* fx, const float* fy, const float* fz, std::uint8_t* lab,

@@ -13,6 +13,13 @@ constexpr std::size_t kLabBlock = 256;
 // Values from 0 up.
 void labRoots(float* x, float* y, float* z, std::size_t count);
 
+// The same for one array.
+void labRoots(float* y, std::size_t count);
+
+// L* = 116 fy - 16, encoded and rounded to nearest: the first byte of what encodeLab gives.
+// `levels` has room for kLabBlock.
+void encodeLightness(const float* fy, std::uint8_t* levels, std::size_t count);
+
 // L* = 116 fy - 16, a* = 500 (fx - fy), b* = 200 (fy - fz), encoded and rounded to nearest.
 void encodeLab(const float* fx, const float* fy, const float* fz, std::uint8_t* lab,
                std::size_t count);

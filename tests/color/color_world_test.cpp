@@ -121,6 +121,18 @@ TEST(ColorWorld, EveryConversionFromLabIsTheNearestLevelToTheExactValue) {
   EXPECT_LE(far, pixels.size() / 100);
 }
 
+TEST(ColorWorld, TheLightnessCountedIsTheFirstByteOfTheConversion) {
+  const auto pixels = randomBytes(std::size_t{3} * 100'003);
+  std::vector<std::uint8_t> converted(pixels.size());
+  NCWNewColorWorld(ColorProfile::deviceRGB, ColorProfile::lab)
+      ->convert(pixels.data(), converted.data(), pixels.size() / 3);
+  std::array<std::uint64_t, 256> expected{};
+  for (std::size_t i = 0; i < converted.size(); i += 3) ++expected[converted[i]];
+  std::uint64_t actual[256] = {};
+  countLightness(pixels.data(), pixels.size() / 3, actual);
+  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), actual));
+}
+
 TEST(ColorWorld, SourceAndDestinationMayBeTheSamePixels) {
   const auto pixels = randomBytes(std::size_t{3} * 1'000);
   std::vector<std::uint8_t> apart(pixels.size());
