@@ -82,6 +82,8 @@ class LabToRgb final : public ColorWorld {
       }
     }
     for (std::size_t c = 0; c < 3; ++c) {
+      // Mostly all channels share one curve, and its table then fits the first-level cache.
+      table_[c] = numbers.thresholds[c] == numbers.thresholds[0] ? 0 : c;
       std::size_t level = 0;
       for (std::size_t bucket = 0; bucket < kBuckets; ++bucket) {
         const double from = static_cast<double>(bucket) / (kBuckets - 1);
@@ -103,10 +105,13 @@ class LabToRgb final : public ColorWorld {
       const std::size_t n = std::min(kLabBlock, count - done);
       decodeLab(source + 3 * done, matrix_, r, g, b, n);
       std::uint8_t* pixel = destination + 3 * done;
+      const Encoding& red = encode_[table_[0]];
+      const Encoding& green = encode_[table_[1]];
+      const Encoding& blue = encode_[table_[2]];
       for (std::size_t i = 0; i < n; ++i, pixel += 3) {
-        pixel[0] = level(encode_[0], r[i]);
-        pixel[1] = level(encode_[1], g[i]);
-        pixel[2] = level(encode_[2], b[i]);
+        pixel[0] = level(red, r[i]);
+        pixel[1] = level(green, g[i]);
+        pixel[2] = level(blue, b[i]);
       }
     }
   }
@@ -114,7 +119,7 @@ class LabToRgb final : public ColorWorld {
   [[nodiscard]] BitmapSpace destinationSpace() const override { return BitmapSpace::cmRGB24Space; }
 
  private:
-  static constexpr std::size_t kBuckets = 8193;
+  static constexpr std::size_t kBuckets = 4097;
   struct Bucket {
     float next = 2;          // linear light from which the level is one higher
     std::int32_t level = 0;  // at the bucket's beginning
@@ -129,6 +134,7 @@ class LabToRgb final : public ColorWorld {
 
   float matrix_[9] = {};
   std::array<Encoding, 3> encode_{};
+  std::array<std::size_t, 3> table_{};  // which of them a channel uses
 };
 
 }  // namespace
