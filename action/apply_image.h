@@ -2,7 +2,7 @@
 
 #include "platform/foundation/parameter_value.h"
 #include "platform/image/ci_image.h"
-#include "platform/image/ns_image.h"
+#include "platform/drawing/ns_image.h"
 
 namespace kelvo {
 

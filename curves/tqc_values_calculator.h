@@ -5,17 +5,10 @@
 #include <vector>
 
 #include "curves/curve_spline.h"
+#include "platform/drawing/ns_geometry.h"
 #include "platform/image/ci_image.h"
 
 namespace kelvo {
-
-// A point as callers hand it over, on the 0…255 scale.
-struct NSPoint {
-  double x = 0;
-  double y = 0;
-
-  friend bool operator==(const NSPoint&, const NSPoint&) = default;
-};
 
 // One tone curve: its points, their spline, and the curve at the levels 0…255.
 struct ToneCurve {

@@ -19,7 +19,11 @@ LAYERS = {
         "platform/foundation", "platform/pixels", "platform/color", "platform/kernel_language"],
     "platform/workflow": [
         "platform/foundation", "platform/pixels", "platform/image", "platform/image_io"],
-    "platform/ui": ["platform/foundation", "platform/pixels", "platform/image"],
+    "platform/drawing": [
+        "platform/foundation", "platform/pixels", "platform/color", "platform/image"],
+    "platform/ui": [
+        "platform/foundation", "platform/pixels", "platform/color", "platform/image",
+        "platform/drawing"],
     "kernels": ["platform"],
     "curves": ["platform"],
     "curves_editor": ["platform", "curves"],

@@ -4,16 +4,10 @@
 #include <utility>
 #include <vector>
 
+#include "platform/drawing/ns_geometry.h"
 #include "platform/image/ci_image.h"
 
 namespace kelvo {
-
-struct NSSize {
-  double width = 0;
-  double height = 0;
-
-  friend bool operator==(const NSSize&, const NSSize&) = default;
-};
 
 // A recipe as a representation of a picture for display. Drawing it renders it.
 class NSCIImageRep {
