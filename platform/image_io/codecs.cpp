@@ -6,7 +6,7 @@ namespace kelvo {
 
 std::span<const Codec> codecs() {
   // Each has a signature of its own, so the order matters to speed alone.
-  static const std::array known = {kJpegCodec, kPngCodec, kTiffCodec, kPhotoshopCodec};
+  static const std::array known = {kJpegCodec, kPngCodec, kTiffCodec, kGifCodec, kPhotoshopCodec};
   return known;
 }
 
