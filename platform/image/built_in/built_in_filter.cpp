@@ -6,13 +6,14 @@
 namespace kelvo {
 
 std::span<const BuiltInFilterDescription> builtInFilters() {
-  static constexpr std::array<BuiltInFilterDescription, 8> kFilters{{
+  static constexpr std::array<BuiltInFilterDescription, 9> kFilters{{
       {"CIColorPosterize", makeColorPosterize},
       {"CIColorInvert", makeColorInvert},
       {"CIExposureAdjust", makeExposureAdjust},
       {"CIColorControls", makeColorControls},
       {"CIColorMatrix", makeColorMatrix},
       {"CIColorMonochrome", makeColorMonochrome},
+      {"CIHistogram", makeHistogram},
       {"CIHueAdjust", makeHueAdjust},
       {"CISourceOverCompositing", makeSourceOverCompositing},
   }};

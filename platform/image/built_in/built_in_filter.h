@@ -23,12 +23,13 @@ CIFilterRef makeExposureAdjust();
 CIFilterRef makeColorControls();
 CIFilterRef makeColorMatrix();
 CIFilterRef makeColorMonochrome();
+CIFilterRef makeHistogram();
 CIFilterRef makeHueAdjust();
 CIFilterRef makeSourceOverCompositing();
 
-// Their common shape: a kernel over "inputImage" and a few prepared arguments. All of them
-// unpremultiply, compute on r, g and b, and premultiply again; nothing is clamped unless the
-// filter's own rule says so.
+// The common shape of all but the histogram: a kernel over "inputImage" and a few prepared
+// arguments. They unpremultiply, compute on r, g and b, and premultiply again; nothing is clamped
+// unless the filter's own rule says so.
 class BuiltInFilter : public CIFilter {
  public:
   [[nodiscard]] CIImageRef outputImage() const override;
