@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/run/progress_bar.h"
+#include "host/run/written_directories.h"
 #include "platform/foundation/system_log.h"
 
 namespace kelvo::host {
@@ -117,6 +118,10 @@ void WorkflowRun::runStep(std::size_t step) {
   setup.keepTimes = settings.keepTimes;
   setup.breakLinks = settings.breakLinks;
   setup.dryRun = settings.dryRun;
+  std::vector<std::string> targets(files.size());
+  std::ranges::transform(files, targets.begin(),
+                         [this](std::size_t file) { return targetPath(file); });
+  setup.writable = writtenDirectories(targets);
   Scheduler scheduler(std::move(setup), workers,
                       showProgress_ ? kRefresh : std::chrono::milliseconds{0}, interrupts_,
                       console_, *this);

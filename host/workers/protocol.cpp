@@ -27,6 +27,12 @@ class Writer {
     number(static_cast<std::uint32_t>(value.size()));
     bytes_ += value;
   }
+  void texts(const std::vector<std::string>& values) {
+    number(static_cast<std::uint32_t>(values.size()));
+    for (const std::string& value : values) {
+      text(value);
+    }
+  }
   void value(const ParameterValue& value) {
     if (const auto* words = std::get_if<std::string>(&value.stored())) {
       number(static_cast<std::uint8_t>(ValueKind::text));
@@ -101,6 +107,13 @@ class Reader {
     }
     return value;
   }
+  std::vector<std::string> texts() {
+    std::vector<std::string> values(count());
+    for (std::string& value : values) {
+      value = text();
+    }
+    return values;
+  }
   [[nodiscard]] bool ok() const { return !failed_ && bytes_.empty(); }
 
  private:
@@ -122,6 +135,7 @@ void write(Writer& writer, const SetupMessage& message) {
   writer.flag(message.keepTimes);
   writer.flag(message.breakLinks);
   writer.flag(message.dryRun);
+  writer.texts(message.writable);
   writer.number(static_cast<std::uint32_t>(message.parameters.all().size()));
   for (const auto& [key, value] : message.parameters.all()) {
     writer.text(key);
@@ -139,6 +153,7 @@ SetupMessage readSetup(Reader& reader) {
   message.keepTimes = reader.flag();
   message.breakLinks = reader.flag();
   message.dryRun = reader.flag();
+  message.writable = reader.texts();
   const std::size_t count = reader.count();
   for (std::size_t i = 0; i < count; ++i) {
     std::string key = reader.text();
@@ -184,10 +199,7 @@ void write(Writer& writer, const DoneMessage& message) {
   writer.number(message.frames);
   writer.number(message.sourceDepth);
   writer.number(message.writtenDepth);
-  writer.number(static_cast<std::uint32_t>(message.warnings.size()));
-  for (const std::string& warning : message.warnings) {
-    writer.text(warning);
-  }
+  writer.texts(message.warnings);
 }
 
 DoneMessage readDone(Reader& reader) {
@@ -196,10 +208,7 @@ DoneMessage readDone(Reader& reader) {
   message.frames = reader.number<std::uint64_t>();
   message.sourceDepth = reader.number<std::uint32_t>();
   message.writtenDepth = reader.number<std::uint32_t>();
-  const std::size_t count = reader.count();
-  for (std::size_t i = 0; i < count; ++i) {
-    message.warnings.push_back(reader.text());
-  }
+  message.warnings = reader.texts();
   return message;
 }
 

@@ -19,6 +19,7 @@ namespace kelvo::host {
 struct SetupMessage {
   std::string bundlePath;
   ParameterDictionary parameters;
+  std::vector<std::string> writable;  // directories, the only ones the action may write to
   std::uint64_t maxPixels = 0;
   std::uint64_t maxFrames = 0;
   std::uint64_t maxMemoryBytes = 0;  // this worker's share

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/workers/channel.h"
+#include "host/workers/confinement.h"
 #include "host/workers/file_copy.h"
 #include "host/workers/worker_process.h"
 #include "platform/foundation/ns_log.h"
@@ -59,6 +60,10 @@ class Worker {
       return;
     }
     loaded_ = std::move(loaded).value();
+    if (loaded_.bundle->info().confined) {
+      // Where the kernel has no means, the worker goes on without.
+      confineProcess(setup.writable);
+    }
     loaded_.action->setParameters(setup.parameters);
     options_.replace.limits = {setup.maxPixels, setup.maxFrames, setup.maxMemoryBytes};
     options_.replace.encode.keepDepth = setup.keepDepth;

@@ -61,6 +61,14 @@ Result<BundleInfo> parseInfo(const std::string& text) {
     }
     info.defaultParameters = std::move(parameters).value();
   }
+  const auto confined = json->find("confined");
+  if (confined != json->end()) {
+    if (!confined->is_boolean()) {
+      return Error{"\"confined\" in Info.json is " + std::string(jsonKind(*confined)) +
+                   ", not true or false"};
+    }
+    info.confined = confined->get<bool>();
+  }
   return info;
 }
 

@@ -17,6 +17,7 @@ struct BundleInfo {
   std::string executable;                 // Contents/Linux/<executable>.so
   std::string principalClass;             // the class that the module's factory makes
   ParameterDictionary defaultParameters;  // "defaultParameters"; may be absent
+  bool confined = true;  // false: the action needs the network, processes or other directories
 };
 
 // A loadable bundle: a directory NAME.action with Contents/Info.json, Contents/Linux/ and

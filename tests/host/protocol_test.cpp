@@ -19,6 +19,7 @@ std::vector<Message> examples() {
   setup.maxMemoryBytes = 0x0102030405060708;
   setup.keepDepth = true;
   setup.breakLinks = true;
+  setup.writable = {"/a", "", "b c"};
   DoneMessage done;
   done.rewritten = true;
   done.frames = 12;

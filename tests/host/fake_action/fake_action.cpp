@@ -1,3 +1,7 @@
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -22,6 +26,7 @@
 //   print          the same as ok, and prints to standard output
 //   silent         leaves the file alone without a word
 //   crash, exit    ends the process
+//   attack         tries what no adjustment has any need of, and appends what it could do
 //   wait           makes FILE.begun, waits for FILE.go, then does as for ok
 // The parameter "opening" tells it to crash or exit when it is opened.
 namespace kelvo {
@@ -93,8 +98,49 @@ class FakeAction final : public AMBundleAction {
       NSLog("Warning: of the log", "why");
       outcome.warnings.emplace_back("of the outcome");
     }
-    rewrite(path);
+    if (command == "attack") {
+      rewrite(path, attack(path));
+    } else {
+      rewrite(path);
+    }
     return true;
+  }
+
+  static std::string attack(const std::string& path) {
+    const fs::path outside = fs::path(path).parent_path().parent_path();
+    std::string done;
+    const auto note = [&done](const char* what, bool could) {
+      if (could) done += std::string(" ") + what;
+    };
+    note("thread", [] {
+      bool ran = false;
+      std::thread([&ran] { ran = true; }).join();
+      return ran;
+    }());
+    note("read", !firstLine("/proc/self/status").empty());
+    note("write-here", static_cast<bool>(std::ofstream(path + ".extra") << "x" << std::flush));
+    note("write-outside",
+         static_cast<bool>(std::ofstream(outside / "outside") << "x" << std::flush));
+    note("truncate-outside", ::truncate((outside / "victim").c_str(), 0) == 0);
+    note("remove-outside", ::unlink((outside / "victim").c_str()) == 0);
+    note("link-outside", ::link(path.c_str(), (outside / "link").c_str()) == 0);
+    note("make-directory", ::mkdir((path + ".directory").c_str(), 0700) == 0);
+    note("make-symlink", ::symlink("/", (path + ".symlink").c_str()) == 0);
+    note("network", ::socket(AF_INET, SOCK_STREAM, 0) >= 0);
+    note("local-socket", ::socket(AF_UNIX, SOCK_DGRAM, 0) >= 0);
+    note("signal-host", ::kill(::getppid(), 0) == 0);
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(0);
+    if (child > 0) ::waitpid(child, nullptr, 0);
+    note("fork", child > 0);
+    pid_t spawned = -1;
+    char program[] = "true";
+    char* arguments[] = {program, nullptr};
+    const bool started =
+        ::posix_spawn(&spawned, "/bin/true", nullptr, nullptr, arguments, environ) == 0;
+    if (started) ::waitpid(spawned, nullptr, 0);
+    note("spawn", started);
+    return done;
   }
 
   static void wait(const std::string& path) {
@@ -105,12 +151,12 @@ class FakeAction final : public AMBundleAction {
   }
 
   // Whole or not at all, like the real one.
-  void rewrite(const std::string& name) {
+  void rewrite(const std::string& name, const std::string& note = {}) {
     const std::string path = fs::canonical(name);
     std::ifstream old(path);
     std::string text((std::istreambuf_iterator<char>(old)), {});
     text += mark() + " process=" + std::to_string(::getpid()) +
-            " opened=" + std::to_string(opened_) + "\n";
+            " opened=" + std::to_string(opened_) + note + "\n";
     const ReplaceOptions& options = runOptions().replace;
     if (options.dryRun) return;
     if (!options.backupSuffix.empty()) {
