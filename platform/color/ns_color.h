@@ -9,6 +9,11 @@ class NSColor {
                                                          double alpha) {
     return NSColor(red, green, blue, alpha);
   }
+  static NSColor colorWithCalibratedWhite_alpha(double white, double alpha) {
+    return NSColor(white, white, white, alpha);
+  }
+  static NSColor whiteColor() { return NSColor(1, 1, 1, 1); }
+  static NSColor clearColor() { return NSColor(0, 0, 0, 0); }
 
   [[nodiscard]] double redComponent() const { return red_; }
   [[nodiscard]] double greenComponent() const { return green_; }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/drawing/display_list.h"
 #include "platform/drawing/ns_geometry.h"
 #include "platform/image/ci_image.h"
 
@@ -22,12 +24,18 @@ class NSCIImageRep {
   CIImageRef image_;
 };
 
-// A picture for display: a size and what to draw.
+// A picture for display: a size and what to draw. Whoever draws it paints the file it references,
+// if any, then its representations, then what was drawn into it.
 class NSImage {
  public:
   static std::shared_ptr<NSImage> initWithSize(NSSize size) {
     return std::make_shared<NSImage>(size);
   }
+  // A picture in a file, read when it is drawn; `NAME@2x.EXT` beside it is used where a view unit
+  // has more than one pixel. Its size is that of the file's pixels and stays 0 here. No error if
+  // there is no such file: nothing is drawn.
+  static std::shared_ptr<NSImage> initByReferencingFile(std::string path);
+
   explicit NSImage(NSSize size) : size_(size) {}
 
   void addRepresentation(NSCIImageRep representation) {
@@ -38,9 +46,26 @@ class NSImage {
     return representations_;
   }
 
+  // Until unlockFocus, what is drawn onto the canvas becomes part of the picture; its origin is the
+  // picture's lower left corner. Drawing again adds to what is there.
+  [[nodiscard]] Canvas& lockFocus() { return drawing_; }
+  void unlockFocus() {}
+  [[nodiscard]] const DisplayList& drawing() const { return drawing_; }
+
+  // The file this picture references; empty if none.
+  [[nodiscard]] const std::string& referencedFile() const { return file_; }
+  struct File {
+    std::string path;
+    int pixelsPerUnit = 1;
+  };
+  // The file to read where a view unit has `scale` pixels.
+  [[nodiscard]] File fileForScale(double scale) const;
+
  private:
   NSSize size_;
   std::vector<NSCIImageRep> representations_;
+  DisplayList drawing_;
+  std::string file_;
 };
 using NSImageRef = std::shared_ptr<NSImage>;
 
