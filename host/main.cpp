@@ -18,6 +18,7 @@
 #include "host/run/interrupts.h"
 #include "host/run/output_directory.h"
 #include "host/run/run_plan.h"
+#include "host/run/terminal_report.h"
 #include "host/run/workflow_run.h"
 #include "host/workers/worker_main.h"
 #include "host/workers/worker_process.h"
@@ -83,7 +84,8 @@ int run(Console& console, Result<RunPlan> planned) {
     output.emplace(std::move(opened).value());
   }
   const Interrupts interrupts;
-  const bool all = WorkflowRun(std::move(plan), std::move(output), interrupts, console).run();
+  TerminalReport report(console, plan.settings, plan.files);
+  const bool all = WorkflowRun(std::move(plan), std::move(output), interrupts, report).run();
   const int written = finish(console, interrupts);
   if (interrupts.count() > 0) {
     return kInterrupted;

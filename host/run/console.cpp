@@ -95,7 +95,7 @@ void Console::finish(const Interrupts& interrupts, int patience) {
     if (waiting.empty() || interrupts.count() >= patience) {
       return;
     }
-    ::ppoll(waiting.data(), waiting.size(), nullptr, &interrupts.waitMask());
+    ::ppoll(waiting.data(), waiting.size(), nullptr, interrupts.waitMask());
   }
 }
 

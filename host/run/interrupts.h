@@ -2,20 +2,22 @@
 
 #include <signal.h>
 
+#include "host/run/stop_requests.h"
+
 namespace kelvo::host {
 
 // While it lives, Ctrl-C, a termination request and a closed terminal are counted instead of ending
 // the process, and a closed pipe is an error of the write. The signals arrive only while waiting
 // with waitMask(). What the process was told to ignore stays ignored. One at a time.
-class Interrupts {
+class Interrupts final : public StopRequests {
  public:
   Interrupts();
-  ~Interrupts();
+  ~Interrupts() override;
   Interrupts(const Interrupts&) = delete;
   Interrupts& operator=(const Interrupts&) = delete;
 
-  [[nodiscard]] int count() const;
-  [[nodiscard]] const sigset_t& waitMask() const { return waitMask_; }
+  [[nodiscard]] int count() const override;
+  [[nodiscard]] const sigset_t* waitMask() const override { return &waitMask_; }
 
  private:
   static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};

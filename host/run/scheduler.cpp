@@ -8,14 +8,9 @@
 
 namespace kelvo::host {
 
-Scheduler::Scheduler(SetupMessage setup, std::size_t jobs, std::chrono::milliseconds refresh,
-                     const Interrupts& interrupts, Console& console, TaskOwner& owner)
-    : setup_(std::move(setup)),
-      refresh_(refresh),
-      interrupts_(interrupts),
-      console_(console),
-      owner_(owner),
-      slots_(jobs) {}
+Scheduler::Scheduler(SetupMessage setup, std::size_t jobs, const StopRequests& stops,
+                     RunAudience& audience, TaskOwner& owner)
+    : setup_(std::move(setup)), stops_(stops), audience_(audience), owner_(owner), slots_(jobs) {}
 
 std::optional<std::string> Scheduler::run(std::span<const std::size_t> files,
                                           std::span<const std::uint32_t> groups) {
@@ -24,18 +19,18 @@ std::optional<std::string> Scheduler::run(std::span<const std::size_t> files,
   next_ = 0;
   bool killed = false;
   while (true) {
-    if (interrupts_.count() > 1 && !std::exchange(killed, true)) {
+    if (stops_.count() > 1 && !std::exchange(killed, true)) {
       for (Slot& slot : slots_) {
         if (slot.worker) {
           slot.worker->kill();
         }
       }
     }
-    if (!stopping() && !console_.congested()) {
+    if (!stopping() && !audience_.congested()) {
       handOut();
     }
     owner_.tick();
-    console_.pump();
+    audience_.pump();
     // Too far behind with its output is not done: it goes on when the reader does.
     const bool workLeft = !stopping() && std::ranges::any_of(slots_, [this](const Slot& slot) {
       return !slot.broken && hasWorkFor(slot);
@@ -166,10 +161,12 @@ void Scheduler::wait() {
       slots.push_back(&slot);
     }
   }
-  console_.addWaiting(waiting);
-  const timespec limit{refresh_.count() / 1000, refresh_.count() % 1000 * 1'000'000};
-  const int arrived = ::ppoll(waiting.data(), waiting.size(),
-                              refresh_.count() > 0 ? &limit : nullptr, &interrupts_.waitMask());
+  audience_.addWaiting(waiting);
+  stops_.addWaiting(waiting);
+  const auto refresh = audience_.refresh().count();
+  const timespec limit{refresh / 1000, refresh % 1000 * 1'000'000};
+  const int arrived =
+      ::ppoll(waiting.data(), waiting.size(), refresh > 0 ? &limit : nullptr, stops_.waitMask());
   if (arrived <= 0) {
     return;
   }

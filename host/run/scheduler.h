@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "host/run/console.h"
-#include "host/run/interrupts.h"
+#include "host/run/run_audience.h"
+#include "host/run/stop_requests.h"
 #include "host/workers/worker_process.h"
 
 namespace kelvo::host {
@@ -39,12 +39,12 @@ class TaskOwner {
 // worker, one after the other. A worker that comes to an end is replaced.
 class Scheduler {
  public:
-  // `refresh`: tick at least this often; zero: only when something happens.
-  Scheduler(SetupMessage setup, std::size_t jobs, std::chrono::milliseconds refresh,
-            const Interrupts& interrupts, Console& console, TaskOwner& owner);
+  // Ticks as often as the audience wants to be refreshed, and whenever something happens.
+  Scheduler(SetupMessage setup, std::size_t jobs, const StopRequests& stops, RunAudience& audience,
+            TaskOwner& owner);
 
-  // Returns when every file has finished, or, after an interrupt, those that had begun. A second
-  // interrupt ends the workers at once. `groups` is indexed by file; 0 is no group. The result is
+  // Returns when every file has finished, or, when asked to stop, those that had begun. When asked
+  // twice it ends the workers at once. `groups` is indexed by file; 0 is no group. The result is
   // why no worker could be started, in which case the rest of the files has not begun.
   std::optional<std::string> run(std::span<const std::size_t> files,
                                  std::span<const std::uint32_t> groups);
@@ -74,12 +74,11 @@ class Scheduler {
   bool take(Slot& slot, const Message& message);
   void finish(Slot& slot, TaskResult result);
   [[nodiscard]] bool busy() const;
-  [[nodiscard]] bool stopping() const { return interrupts_.count() > 0; }
+  [[nodiscard]] bool stopping() const { return stops_.count() > 0; }
 
   SetupMessage setup_;
-  std::chrono::milliseconds refresh_;
-  const Interrupts& interrupts_;
-  Console& console_;
+  const StopRequests& stops_;
+  RunAudience& audience_;
   TaskOwner& owner_;
   std::vector<Slot> slots_;
   std::map<std::uint32_t, Slot*> slotOfGroup_;

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 #include <sched.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -11,28 +9,11 @@
 #include <system_error>
 #include <utility>
 
-#include "host/run/progress_bar.h"
 #include "host/run/written_directories.h"
 #include "platform/foundation/system_log.h"
 
 namespace kelvo::host {
 namespace {
-
-constexpr std::chrono::milliseconds kRefresh{100};
-
-bool wantsProgress(const RunSettings& settings) {
-  return !settings.quiet &&
-         (settings.progress == ProgressWanted::always ||
-          (settings.progress == ProgressWanted::automatic && ::isatty(STDERR_FILENO) != 0));
-}
-
-std::size_t terminalColumns() {
-  winsize size{};
-  if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1) {
-    return size.ws_col - 1U;  // the last column would make some terminals wrap
-  }
-  return 79;
-}
 
 std::size_t availableProcessors() {
   cpu_set_t processors;
@@ -62,28 +43,21 @@ void join(std::string& messages, std::string_view message) {
 }  // namespace
 
 WorkflowRun::WorkflowRun(RunPlan plan, std::optional<OutputDirectory> output,
-                         const Interrupts& interrupts, Console& console)
+                         const StopRequests& stops, RunAudience& audience)
     : plan_(std::move(plan)),
       output_(std::move(output)),
-      interrupts_(interrupts),
-      console_(console),
-      showProgress_(wantsProgress(plan_.settings)),
+      stops_(stops),
+      audience_(audience),
       same_(findSameFiles(plan_.files)),
       records_(plan_.files.size()) {}
 
 bool WorkflowRun::run() {
-  for (std::size_t step = 0; step < plan_.steps.size() && interrupts_.count() == 0; ++step) {
+  for (std::size_t step = 0; step < plan_.steps.size() && stops_.count() == 0; ++step) {
     runStep(step);
   }
   settleUnfinished();
-  emitSettled();
-  console_.progress({});
-  if (showProgress_) {
-    const double seconds = std::chrono::duration<double>(Clock::now() - started_).count();
-    console_.message(
-        fmt::format("kelvo: {} of {} files {} in {:.1f} s", rewritten_, records_.size(),
-                    plan_.settings.dryRun ? "would be rewritten" : "rewritten", seconds));
-  }
+  audience_.ended(rewritten_, records_.size(),
+                  std::chrono::duration<double>(Clock::now() - started_).count());
   return rewritten_ == records_.size();
 }
 
@@ -122,15 +96,13 @@ void WorkflowRun::runStep(std::size_t step) {
   std::ranges::transform(files, targets.begin(),
                          [this](std::size_t file) { return targetPath(file); });
   setup.writable = writtenDirectories(targets);
-  Scheduler scheduler(std::move(setup), workers,
-                      showProgress_ ? kRefresh : std::chrono::milliseconds{0}, interrupts_,
-                      console_, *this);
+  Scheduler scheduler(std::move(setup), workers, stops_, audience_, *this);
   const auto failure = scheduler.run(files, same_.group);
-  if (!failure || interrupts_.count() > 0) {
+  if (!failure || stops_.count() > 0) {
     return;
   }
   const std::string reason = "the action '" + planned.action + "' cannot be run: " + *failure;
-  console_.message("kelvo: " + reason);
+  audience_.message("kelvo: " + reason);
   for (std::size_t file = 0; file < records_.size(); ++file) {
     if (records_[file].outcome == Outcome::waiting) {
       join(records_[file].errors, reason);
@@ -141,6 +113,7 @@ void WorkflowRun::runStep(std::size_t step) {
 
 FileMessage WorkflowRun::begin(std::size_t file) {
   ++inWork_;
+  audience_.begun(file);
   FileMessage message;
   message.path = targetPath(file);
   if (step_ == 0 && output_) {
@@ -162,7 +135,7 @@ void WorkflowRun::logged(std::optional<std::size_t> file, const LogMessage& mess
   }
   const LogRecord record{message.text, message.path, message.detail};
   if (!plan_.settings.quiet || !isWarning(message.text)) {
-    console_.message(formatLogRecord(record));
+    audience_.message(formatLogRecord(record));
   }
   writeToSystemLog(record);
 }
@@ -179,7 +152,6 @@ void WorkflowRun::finished(std::size_t file, TaskResult result) {
   if (!rewritten || step_ + 1 == plan_.steps.size()) {
     settle(file, rewritten);
   }
-  emitSettled();
 }
 
 void WorkflowRun::noteResult(std::size_t file, const TaskResult& result) {
@@ -207,9 +179,20 @@ void WorkflowRun::noteResult(std::size_t file, const TaskResult& result) {
   }
 }
 
-// The last word about a file.
+// The last word about a file that has had its turn.
 void WorkflowRun::settle(std::size_t file, bool rewritten) {
   FileRecord& record = records_[file];
+  const bool good = closeFile(file, rewritten);
+  record.outcome = good                    ? Outcome::rewritten
+                   : record.errors.empty() ? Outcome::skipped
+                                           : Outcome::failed;
+  rewritten_ += good ? 1 : 0;
+  conclude(file);
+}
+
+// Publishes or clears away what the actions have left; whether the file counts as rewritten.
+bool WorkflowRun::closeFile(std::size_t file, bool rewritten) {
+  const FileRecord& record = records_[file];
   bool good = rewritten;
   if (good && output_ && !plan_.settings.dryRun) {
     if (const auto published = output_->publish(plan_.files[file]); !published) {
@@ -227,33 +210,39 @@ void WorkflowRun::settle(std::size_t file, bool rewritten) {
     tellWarning(file, fmt::format("{} of {} actions have rewritten the file", record.actionsDone,
                                   plan_.steps.size()));
   }
-  record.outcome = good                    ? Outcome::rewritten
-                   : record.errors.empty() ? Outcome::skipped
-                                           : Outcome::failed;
-  rewritten_ += good ? 1 : 0;
+  return good;
+}
+
+void WorkflowRun::conclude(std::size_t file) {
+  FileRecord& record = records_[file];
+  audience_.settled(file, record, resultPath(file));
+  // Told, and not needed any more.
+  record.errors = std::string();
+  record.warnings = std::string();
 }
 
 // What an interrupt has kept from its turn.
 void WorkflowRun::settleUnfinished() {
-  for (std::size_t file = emitted_; file < records_.size(); ++file) {
+  for (std::size_t file = 0; file < records_.size(); ++file) {
     FileRecord& record = records_[file];
     if (record.outcome != Outcome::waiting) {
       continue;
     }
     if (record.actionsDone > 0) {
-      settle(file, false);
+      closeFile(file, false);
     }
     record.outcome = Outcome::notRun;
     if (record.errors.empty()) {
       join(record.errors, "the run was interrupted");
     }
+    conclude(file);
   }
 }
 
 void WorkflowRun::tell(std::size_t file, const LogRecord& record) {
   const bool warning = isWarning(record.text);
   if (!warning || !plan_.settings.quiet) {
-    console_.message(formatLogRecord(record));
+    audience_.message(formatLogRecord(record));
   }
   join(warning ? records_[file].warnings : records_[file].errors,
        formatLogRecord({record.text, {}, record.detail}));
@@ -266,51 +255,26 @@ void WorkflowRun::tellWarning(std::size_t file, const std::string& warning) {
 }
 
 void WorkflowRun::tick() {
-  if (interrupts_.count() > 0 && !std::exchange(interruptTold_, true)) {
-    tellInterrupt();
+  if (stops_.count() > 0 && !std::exchange(stopTold_, true)) {
+    audience_.stopping(inWork_);
   }
-  if (showProgress_ && Clock::now() - drawn_ >= kRefresh) {
-    drawProgress();
+  const auto refresh = audience_.refresh();
+  if (refresh.count() > 0 && Clock::now() - told_ >= refresh) {
+    tellProgress();
   }
 }
 
-void WorkflowRun::tellInterrupt() {
-  if (plan_.settings.quiet) {
-    return;
-  }
-  console_.message(inWork_ == 0 ? std::string("kelvo: interrupted")
-                                : fmt::format("kelvo: interrupted; finishing the files being "
-                                              "worked on ({}), a second Ctrl-C stops them",
-                                              inWork_));
-}
-
-void WorkflowRun::drawProgress() {
-  drawn_ = Clock::now();
+void WorkflowRun::tellProgress() {
+  told_ = Clock::now();
   ProgressState state;
   state.doneFiles = doneFiles_;
   state.totalFiles = stepFiles_;
   state.doneBytes = doneBytes_;
   state.totalBytes = stepBytes_;
-  state.seconds = std::chrono::duration<double>(drawn_ - stepStarted_).count();
+  state.seconds = std::chrono::duration<double>(told_ - stepStarted_).count();
   state.step = step_ + 1;
   state.steps = plan_.steps.size();
-  console_.progress(renderProgress(state, terminalColumns()));
-}
-
-void WorkflowRun::emitSettled() {
-  while (emitted_ < records_.size() && records_[emitted_].outcome != Outcome::waiting) {
-    FileRecord& record = records_[emitted_];
-    const std::string path = resultPath(emitted_);
-    if (plan_.settings.json) {
-      console_.result(jsonRecord(record, plan_.files[emitted_], path, plan_.settings.dryRun));
-    } else if (record.outcome == Outcome::rewritten) {
-      console_.result(path + (plan_.settings.printNul ? '\0' : '\n'));
-    }
-    // Told, and not needed any more.
-    record.errors = std::string();
-    record.warnings = std::string();
-    ++emitted_;
-  }
+  audience_.progress(state);
 }
 
 std::string WorkflowRun::targetPath(std::size_t file) const {
