@@ -25,9 +25,7 @@ class RgbToLab final : public ColorWorld {
 
   void convert(const std::uint8_t* source, std::uint8_t* destination,
                std::size_t count) const override {
-    alignas(64) float x[kLabBlock];
-    alignas(64) float y[kLabBlock];
-    alignas(64) float z[kLabBlock];
+    alignas(64) float xyz[4 * kLabBlock];
     for (std::size_t done = 0; done < count; done += kLabBlock) {
       const std::size_t n = std::min(kLabBlock, count - done);
       const std::uint8_t* pixel = source + 3 * done;
@@ -35,16 +33,11 @@ class RgbToLab final : public ColorWorld {
         const auto& r = share_[0][pixel[0]];
         const auto& g = share_[1][pixel[1]];
         const auto& b = share_[2][pixel[2]];
-        x[i] = r[0] + g[0] + b[0];
-        y[i] = r[1] + g[1] + b[1];
-        z[i] = r[2] + g[2] + b[2];
+        for (std::size_t row = 0; row < 4; ++row) xyz[4 * i + row] = r[row] + g[row] + b[row];
       }
       // Whole vectors are computed at the end: their surplus must be numbers.
-      std::fill(x + n, x + kLabBlock, 1.0F);
-      std::fill(y + n, y + kLabBlock, 1.0F);
-      std::fill(z + n, z + kLabBlock, 1.0F);
-      labRoots(x, y, z, n);
-      encodeLab(x, y, z, destination + 3 * done, n);
+      std::fill(xyz + 4 * n, xyz + 4 * kLabBlock, 1.0F);
+      encodeLab(xyz, destination + 3 * done, n);
     }
   }
   [[nodiscard]] BitmapSpace sourceSpace() const override { return BitmapSpace::cmRGB24Space; }
@@ -61,80 +54,46 @@ class RgbToLab final : public ColorWorld {
         y[i] = share_[0][pixel[0]][1] + share_[1][pixel[1]][1] + share_[2][pixel[2]][1];
       }
       std::fill(y + n, y + kLabBlock, 1.0F);
-      labRoots(y, n);
       encodeLightness(y, levels, n);
       for (std::size_t i = 0; i < n; ++i) ++histogram[levels[i]];
     }
   }
 
  private:
-  // What each level of each channel contributes to X/Xn, Y/Yn and Z/Zn.
-  std::array<std::array<std::array<float, 4>, 256>, 3> share_{};
+  // What each level of each channel contributes to X/Xn, Y/Yn and Z/Zn, and 0.
+  alignas(16) std::array<std::array<std::array<float, 4>, 256>, 3> share_{};
 };
 
 class LabToRgb final : public ColorWorld {
  public:
-  LabToRgb() {
-    const RgbProfileNumbers numbers = readDeviceRGBNumbers();
-    for (std::size_t row = 0; row < 3; ++row) {
-      for (std::size_t c = 0; c < 3; ++c) {
-        matrix_[3 * row + c] = static_cast<float>(numbers.fromXYZ[row][c] * kWhiteXYZ[c]);
-      }
-    }
-    for (std::size_t c = 0; c < 3; ++c) {
-      // Mostly all channels share one curve, and its table then fits the first-level cache.
-      table_[c] = numbers.thresholds[c] == numbers.thresholds[0] ? 0 : c;
-      std::size_t level = 0;
-      for (std::size_t bucket = 0; bucket < kBuckets; ++bucket) {
-        const double from = static_cast<double>(bucket) / (kBuckets - 1);
-        while (level < 255 && numbers.thresholds[c][level + 1] <= from) ++level;
-        // The curve is nowhere so steep that two levels begin within one bucket.
-        encode_[c][bucket] = {
-            level < 255 ? static_cast<float>(numbers.thresholds[c][level + 1]) : 2.0F,
-            static_cast<std::int32_t>(level)};
-      }
-    }
-  }
+  LabToRgb() : LabToRgb(readDeviceRGBNumbers()) {}
 
   void convert(const std::uint8_t* source, std::uint8_t* destination,
                std::size_t count) const override {
-    alignas(64) float r[kLabBlock] = {};
-    alignas(64) float g[kLabBlock] = {};
-    alignas(64) float b[kLabBlock] = {};
     for (std::size_t done = 0; done < count; done += kLabBlock) {
-      const std::size_t n = std::min(kLabBlock, count - done);
-      decodeLab(source + 3 * done, matrix_, r, g, b, n);
-      std::uint8_t* pixel = destination + 3 * done;
-      const Encoding& red = encode_[table_[0]];
-      const Encoding& green = encode_[table_[1]];
-      const Encoding& blue = encode_[table_[2]];
-      for (std::size_t i = 0; i < n; ++i, pixel += 3) {
-        pixel[0] = level(red, r[i]);
-        pixel[1] = level(green, g[i]);
-        pixel[2] = level(blue, b[i]);
-      }
+      decodeLab(source + 3 * done, decoding_, destination + 3 * done,
+                std::min(kLabBlock, count - done));
     }
   }
   [[nodiscard]] BitmapSpace sourceSpace() const override { return BitmapSpace::cmLAB24Space; }
   [[nodiscard]] BitmapSpace destinationSpace() const override { return BitmapSpace::cmRGB24Space; }
 
  private:
-  static constexpr std::size_t kBuckets = 4097;
-  struct Bucket {
-    float next = 2;          // linear light from which the level is one higher
-    std::int32_t level = 0;  // at the bucket's beginning
-  };
-  using Encoding = std::array<Bucket, kBuckets>;
-
-  static std::uint8_t level(const Encoding& encode, float linear) {
-    const float limited = std::clamp(linear, 0.0F, 1.0F);
-    const Bucket& bucket = encode[static_cast<std::size_t>(limited * (kBuckets - 1))];
-    return static_cast<std::uint8_t>(bucket.level + (limited >= bucket.next ? 1 : 0));
+  explicit LabToRgb(const RgbProfileNumbers& numbers)
+      : steps_{LevelSteps(numbers.thresholds[0]), LevelSteps(numbers.thresholds[1]),
+               LevelSteps(numbers.thresholds[2])} {
+    for (std::size_t row = 0; row < 3; ++row) {
+      for (std::size_t c = 0; c < 3; ++c) {
+        decoding_.matrix[3 * row + c] = static_cast<float>(numbers.fromXYZ[row][c] * kWhiteXYZ[c]);
+      }
+      // Mostly all channels share one curve, whose table then fits the first-level cache.
+      const bool shared = numbers.thresholds[row] == numbers.thresholds[0];
+      decoding_.steps[row] = &steps_[shared ? 0 : row];
+    }
   }
 
-  float matrix_[9] = {};
-  std::array<Encoding, 3> encode_{};
-  std::array<std::size_t, 3> table_{};  // which of them a channel uses
+  std::array<LevelSteps, 3> steps_;
+  LabDecoding decoding_;
 };
 
 }  // namespace

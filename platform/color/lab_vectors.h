@@ -1,31 +1,52 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 namespace kelvo {
 
-// The vector part of the way between linear light and 8-bit L*a*b*. All arrays hold `count` values,
-// count at most kLabBlock, and have room for kLabBlock. Every processor gives the same results.
+// The vector part of the way between linear light and 8-bit L*a*b*. Arrays hold `count` pixels,
+// count at most kLabBlock, and have room for kLabBlock where nothing else is said. Every processor
+// gives the same results.
 constexpr std::size_t kLabBlock = 256;
 
-// f of each value of each array, in place: CIE 15, the cube root above 216/24389, linear below.
-// Values from 0 up.
-void labRoots(float* x, float* y, float* z, std::size_t count);
+// From X/Xn, Y/Yn, Z/Zn and a number without meaning for each pixel, from 0 up: f of each is the
+// cube root above 216/24389, linear below (CIE 15); L* = 116 fy - 16, a* = 500 (fx - fy),
+// b* = 200 (fy - fz), encoded and rounded to nearest. `lab` has room for `count` pixels.
+void encodeLab(const float* xyz, std::uint8_t* lab, std::size_t count);
 
-// The same for one array.
-void labRoots(float* y, std::size_t count);
+// From Y/Yn: the first byte of what encodeLab gives.
+void encodeLightness(const float* y, std::uint8_t* levels, std::size_t count);
 
-// L* = 116 fy - 16, encoded and rounded to nearest: the first byte of what encodeLab gives.
-// `levels` has room for kLabBlock.
-void encodeLightness(const float* fy, std::uint8_t* levels, std::size_t count);
+// A channel's curve from linear light to levels, for looking up. A bucket is a range of the bits of
+// a float, 1/128 of an octave; no two levels begin within one. Its entry is the level at its
+// beginning, times its size, plus the distance from where the next level begins to its end: adding
+// a float's place within the bucket carries into the level from there on.
+class LevelSteps {
+ public:
+  static constexpr std::uint32_t kBucketBits = 16;
+  // Below 2^-13 all is level 0.
+  static constexpr std::uint32_t kFirstBits = 0x39000000;
+  static constexpr std::uint32_t kLastBits = 0x3f800000;  // 1
 
-// L* = 116 fy - 16, a* = 500 (fx - fy), b* = 200 (fy - fz), encoded and rounded to nearest.
-void encodeLab(const float* fx, const float* fy, const float* fz, std::uint8_t* lab,
-               std::size_t count);
+  // `thresholds`: linear light from which a level is k, k = 1…255, rising, to 1.
+  explicit LevelSteps(const std::array<double, 256>& thresholds);
 
-// Linear light from encoded L*a*b*. `m` is the matrix from X/Xn, Y/Yn, Z/Zn, rows r, g, b.
-void decodeLab(const std::uint8_t* lab, const float (&m)[9], float* r, float* g, float* b,
+  [[nodiscard]] const std::int32_t* entries() const { return entries_.data(); }
+
+ private:
+  std::array<std::int32_t, ((kLastBits - kFirstBits) >> kBucketBits) + 1> entries_{};
+};
+
+// What leads from L*a*b* to levels: `matrix` to linear light from X/Xn, Y/Yn, Z/Zn, rows r, g, b.
+struct LabDecoding {
+  float matrix[9] = {};
+  const LevelSteps* steps[3] = {};  // of r, g, b
+};
+
+// Levels r, g, b from encoded L*a*b*. Both hold `count` pixels; they may be the same memory.
+void decodeLab(const std::uint8_t* lab, const LabDecoding& decoding, std::uint8_t* rgb,
                std::size_t count);
 
 }  // namespace kelvo

@@ -1,6 +1,7 @@
 #include "platform/color/color_world.h"
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 #include <lcms2.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace kelvo {
@@ -121,6 +123,92 @@ TEST(ColorWorld, EveryConversionFromLabIsTheNearestLevelToTheExactValue) {
   EXPECT_LE(far, pixels.size() / 100);
 }
 
+// The rows r, g, b of the matrix from X/Xn, Y/Yn, Z/Zn: the inverse of the profile's colorants, by
+// Cramer's rule.
+std::array<std::array<double, 3>, 3> matrixFromXYZ() {
+  constexpr double kWhite[3] = {0.9642, 1.0, 0.8249};
+  double m[3][3];
+  cmsHPROFILE srgb = cmsCreate_sRGBProfile();
+  constexpr cmsTagSignature kColorants[3] = {cmsSigRedColorantTag, cmsSigGreenColorantTag,
+                                             cmsSigBlueColorantTag};
+  for (std::size_t c = 0; c < 3; ++c) {
+    const auto* xyz = static_cast<const cmsCIEXYZ*>(cmsReadTag(srgb, kColorants[c]));
+    m[0][c] = xyz->X / kWhite[0];
+    m[1][c] = xyz->Y / kWhite[1];
+    m[2][c] = xyz->Z / kWhite[2];
+  }
+  cmsCloseProfile(srgb);
+  const auto determinant = [](const double(&a)[3][3]) {
+    return a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1]) -
+           a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0]) +
+           a[0][2] * (a[1][0] * a[2][1] - a[1][1] * a[2][0]);
+  };
+  std::array<std::array<double, 3>, 3> inverse{};
+  for (std::size_t row = 0; row < 3; ++row) {
+    for (std::size_t column = 0; column < 3; ++column) {
+      double replaced[3][3];
+      std::copy(&m[0][0], &m[0][0] + 9, &replaced[0][0]);
+      for (std::size_t i = 0; i < 3; ++i) replaced[i][row] = i == column ? 1 : 0;
+      inverse[row][column] = determinant(replaced) / determinant(m);
+    }
+  }
+  return inverse;
+}
+
+// Into the RGB space and out of it: CIE 15 and IEC 61966-2-1 in double precision.
+TEST(ColorWorld, EveryConversionFromLabIsTheNearestLevelToTheFormula) {
+  const auto pixels = randomBytes(std::size_t{3} * 300'001);
+  std::vector<std::uint8_t> actual(pixels.size());
+  NCWNewColorWorld(ColorProfile::lab, ColorProfile::deviceRGB)
+      ->convert(pixels.data(), actual.data(), pixels.size() / 3);
+  const auto matrix = matrixFromXYZ();
+  for (std::size_t i = 0; i < pixels.size(); i += 3) {
+    const double fy = (pixels[i] / 2.55 + 16) / 116;
+    const double f[3] = {fy + (pixels[i + 1] - 128) / 500.0, fy,
+                         fy - (pixels[i + 2] - 128) / 200.0};
+    double xyz[3];
+    for (std::size_t k = 0; k < 3; ++k) {
+      xyz[k] = f[k] > 6.0 / 29 ? f[k] * f[k] * f[k] : (116 * f[k] - 16) * 27 / 24389;
+    }
+    for (std::size_t c = 0; c < 3; ++c) {
+      double v = matrix[c][0] * xyz[0] + matrix[c][1] * xyz[1] + matrix[c][2] * xyz[2];
+      v = v <= 0.04045 / 12.92 ? v * 12.92 : 1.055 * std::pow(v, 1 / 2.4) - 0.055;
+      ASSERT_LE(std::abs(actual[i + c] - 255 * std::clamp(v, 0.0, 1.0)), kRounding) << i + c;
+    }
+  }
+}
+
+// Restores the choice of vector instructions.
+class TargetsForTest {
+ public:
+  TargetsForTest() = default;
+  TargetsForTest(const TargetsForTest&) = delete;
+  TargetsForTest& operator=(const TargetsForTest&) = delete;
+  ~TargetsForTest() { choose(0); }
+
+  static void choose(std::int64_t target) {
+    hwy::SetSupportedTargetsForTest(target);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+  }
+};
+
+TEST(ColorWorld, AllVectorInstructionsGiveTheSameBytes) {
+  const auto pixels = randomBytes(std::size_t{3} * 100'003);
+  const auto convert = [&](ColorProfile from, ColorProfile to) {
+    std::vector<std::uint8_t> out(pixels.size());
+    NCWNewColorWorld(from, to)->convert(pixels.data(), out.data(), pixels.size() / 3);
+    return out;
+  };
+  const auto toLab = convert(ColorProfile::deviceRGB, ColorProfile::lab);
+  const auto toRgb = convert(ColorProfile::lab, ColorProfile::deviceRGB);
+  const TargetsForTest targets;
+  for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+    TargetsForTest::choose(target);
+    EXPECT_EQ(convert(ColorProfile::deviceRGB, ColorProfile::lab), toLab) << target;
+    EXPECT_EQ(convert(ColorProfile::lab, ColorProfile::deviceRGB), toRgb) << target;
+  }
+}
+
 TEST(ColorWorld, TheLightnessCountedIsTheFirstByteOfTheConversion) {
   const auto pixels = randomBytes(std::size_t{3} * 100'003);
   std::vector<std::uint8_t> converted(pixels.size());
@@ -145,16 +233,19 @@ TEST(ColorWorld, SourceAndDestinationMayBeTheSamePixels) {
 
 TEST(ColorWorld, EveryNumberOfPixelsIsConvertedAndNothingBeyondIsTouched) {
   const auto pixels = randomBytes(std::size_t{3} * 600);
-  const ColorWorldRef world = NCWNewColorWorld(ColorProfile::deviceRGB, ColorProfile::lab);
-  std::vector<std::uint8_t> whole(pixels.size());
-  world->convert(pixels.data(), whole.data(), 600);
-  for (const std::size_t count : {0U, 1U, 2U, 7U, 15U, 16U, 17U, 255U, 256U, 257U, 599U}) {
-    std::vector<std::uint8_t> part(pixels.size(), 0xa5);
-    world->convert(pixels.data(), part.data(), count);
-    EXPECT_TRUE(std::equal(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(3 * count),
-                           whole.begin()));
-    EXPECT_TRUE(std::all_of(part.begin() + static_cast<std::ptrdiff_t>(3 * count), part.end(),
-                            [](std::uint8_t byte) { return byte == 0xa5; }));
+  for (const auto& [from, to] : {std::pair(ColorProfile::deviceRGB, ColorProfile::lab),
+                                 std::pair(ColorProfile::lab, ColorProfile::deviceRGB)}) {
+    const ColorWorldRef world = NCWNewColorWorld(from, to);
+    std::vector<std::uint8_t> whole(pixels.size());
+    for (std::size_t i = 0; i < pixels.size(); i += 3) world->convert(&pixels[i], &whole[i], 1);
+    for (const std::size_t count : {0U, 1U, 2U, 7U, 15U, 16U, 17U, 255U, 256U, 257U, 599U}) {
+      std::vector<std::uint8_t> part(pixels.size(), 0xa5);
+      world->convert(pixels.data(), part.data(), count);
+      EXPECT_TRUE(std::equal(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(3 * count),
+                             whole.begin()));
+      EXPECT_TRUE(std::all_of(part.begin() + static_cast<std::ptrdiff_t>(3 * count), part.end(),
+                              [](std::uint8_t byte) { return byte == 0xa5; }));
+    }
   }
 }
 
