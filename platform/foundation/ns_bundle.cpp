@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -114,6 +115,15 @@ std::optional<std::string> NSBundle::pathForResource(const std::string& name) co
   return path;
 }
 
+std::optional<std::string> NSBundle::pathForImageResource(const std::string& name) const {
+  for (const char* extension : {"", ".png", ".tif", ".tiff", ".jpg", ".jpeg"}) {
+    if (auto path = pathForResource(name + extension)) {
+      return path;
+    }
+  }
+  return std::nullopt;
+}
+
 Result<void> NSBundle::load() {
   if (module_ == nullptr) {
     module_ = ::dlopen(executablePath().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
@@ -127,6 +137,25 @@ Result<void> NSBundle::load() {
 
 void* NSBundle::symbol(const char* name) const {
   return module_ != nullptr ? ::dlsym(module_, name) : nullptr;
+}
+
+std::string bundlePathForCode(const void* code) {
+  Dl_info found{};
+  if (::dladdr(code, &found) == 0 || found.dli_fname == nullptr) {
+    return {};
+  }
+  std::error_code failed;
+  // The program itself may have been started by a relative name, from elsewhere.
+  const std::filesystem::path module =
+      std::filesystem::absolute(std::strchr(found.dli_fname, '/') != nullptr
+                                    ? std::filesystem::path(found.dli_fname)
+                                    : std::filesystem::read_symlink("/proc/self/exe", failed),
+                                failed);
+  const std::filesystem::path directory = module.parent_path();
+  if (directory.filename() == "Linux" && directory.parent_path().filename() == "Contents") {
+    return directory.parent_path().parent_path().string();
+  }
+  return directory.string();
 }
 
 std::optional<std::string> findBundle(const std::vector<std::string>& directories,

@@ -37,6 +37,8 @@ class NSBundle {
   [[nodiscard]] std::string resourcePath() const;
   // Absent if there is no such resource.
   [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name) const;
+  // The same of a picture, whose extension may be left out.
+  [[nodiscard]] std::optional<std::string> pathForImageResource(const std::string& name) const;
 
   // Loads the module, its symbols visible to itself alone. Once loaded, the code stays for the rest
   // of the process, since what it registered (filters, observers) may still be called.
@@ -51,6 +53,10 @@ class NSBundle {
   BundleInfo info_;
   void* module_ = nullptr;
 };
+
+// The path of the bundle whose module holds this code; of code that belongs to no bundle the
+// directory of the program or library that holds it. `code`: the address of a function or of data.
+std::string bundlePathForCode(const void* code);
 
 // The first directory NAME.action in these directories, in their order. Absent if none has one.
 std::optional<std::string> findBundle(const std::vector<std::string>& directories,

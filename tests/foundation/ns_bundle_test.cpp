@@ -68,6 +68,30 @@ TEST_F(Bundle, SaysWhatIsWrongWithTheInformationFile) {
   EXPECT_EQ(refusal("{\"name\": \"N\"" + rest + "}"), "accepted");
 }
 
+TEST_F(Bundle, FindsPicturesWithOrWithoutTheirExtension) {
+  info(R"({"name": "N", "version": "1", "executable": "e", "principalClass": "P"})");
+  const fs::path resources = contents() / "Resources";
+  std::ofstream(resources / "Box.png") << "x";
+  std::ofstream(resources / "Cursor.tif") << "x";
+  const auto bundle = open();
+  ASSERT_TRUE(bundle) << bundle.error().message;
+  EXPECT_EQ((*bundle)->pathForImageResource("Box.png"), (resources / "Box.png").string());
+  EXPECT_EQ((*bundle)->pathForImageResource("Box"), (resources / "Box.png").string());
+  EXPECT_EQ((*bundle)->pathForImageResource("Cursor"), (resources / "Cursor.tif").string());
+  EXPECT_FALSE((*bundle)->pathForImageResource("Box.tif"));
+  EXPECT_FALSE((*bundle)->pathForImageResource("../Info"));
+  EXPECT_FALSE((*bundle)->pathForImageResource(""));
+}
+
+TEST(BundleOfCode, IsTheProgramsDirectoryForAProgram) {
+  const auto here = reinterpret_cast<const void*>(&bundlePathForCode);
+  static const int own = 0;
+  EXPECT_EQ(bundlePathForCode(&own), fs::read_symlink("/proc/self/exe").parent_path());
+  // A library of its own.
+  EXPECT_EQ(bundlePathForCode(here), KELVO_BINARY_DIR "/platform");
+  EXPECT_EQ(bundlePathForCode(nullptr), "");
+}
+
 TEST_F(Bundle, SaysThatThereIsNone) {
   const auto bundle = NSBundle::bundleWithPath(root_ / "Other.action");
   ASSERT_FALSE(bundle);
