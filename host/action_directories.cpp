@@ -9,11 +9,8 @@
 
 namespace kelvo::host {
 
-std::vector<std::string> actionDirectories() {
+std::vector<std::string> libraryDirectories() {
   std::vector<std::string> directories;
-  if (const char* path = std::getenv("KELVO_ACTIONS_PATH")) {
-    directories = splitNames(path, ':');
-  }
   std::error_code failed;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
   if (!failed) {
@@ -21,6 +18,16 @@ std::vector<std::string> actionDirectories() {
       directories.push_back((program.parent_path() / relative).lexically_normal().string());
     }
   }
+  return directories;
+}
+
+std::vector<std::string> actionDirectories() {
+  std::vector<std::string> directories;
+  if (const char* path = std::getenv("KELVO_ACTIONS_PATH")) {
+    directories = splitNames(path, ':');
+  }
+  const std::vector<std::string> own = libraryDirectories();
+  directories.insert(directories.end(), own.begin(), own.end());
   return directories;
 }
 

@@ -10,4 +10,7 @@ namespace kelvo::host {
 // was built to be installed with.
 std::vector<std::string> actionDirectories();
 
+// The last two of them: where what belongs to this program is found.
+std::vector<std::string> libraryDirectories();
+
 }  // namespace kelvo::host

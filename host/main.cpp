@@ -20,6 +20,7 @@
 #include "host/run/run_plan.h"
 #include "host/run/terminal_report.h"
 #include "host/run/workflow_run.h"
+#include "host/window_loading.h"
 #include "host/workers/worker_main.h"
 #include "host/workers/worker_process.h"
 #include "platform/image_io/codec.h"
@@ -93,6 +94,25 @@ int run(Console& console, Result<RunPlan> planned) {
   return all ? written : kSomeNotRewritten;
 }
 
+int edit(Console& console, const EditWorkflow& command) {
+  if (const auto missing = missingDisplay()) {
+    refuse(console, {"the window cannot be opened: " + *missing});
+    return kSomeNotRewritten;
+  }
+  const auto window = loadWindow(libraryDirectories());
+  if (!window) {
+    return refuse(console, window.error());
+  }
+  std::vector<std::string> arguments = {"kelvo", command.workflow};
+  arguments.insert(arguments.end(), command.files.begin(), command.files.end());
+  std::vector<char*> values;
+  for (std::string& argument : arguments) {
+    values.push_back(argument.data());
+  }
+  values.push_back(nullptr);
+  return (*window)(static_cast<int>(arguments.size()), values.data());
+}
+
 int execute(Command command, Console& console) {
   return std::visit(
       [&](auto&& content) {
@@ -101,6 +121,8 @@ int execute(Command command, Console& console) {
           return show(console, content.text);
         } else if constexpr (std::is_same_v<Content, ListFormats>) {
           return show(console, formatList());
+        } else if constexpr (std::is_same_v<Content, EditWorkflow>) {
+          return edit(console, content);
         } else {
           return run(console, planRun(std::move(content), actionDirectories()));
         }

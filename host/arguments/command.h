@@ -59,6 +59,12 @@ struct RunWorkflow {
   std::vector<std::string> files;
 };
 
-using Command = std::variant<ShowText, ListFormats, RunAdjustment, RunWorkflow>;
+// The window.
+struct EditWorkflow {
+  std::string workflow;  // path; empty: a new one
+  std::vector<std::string> files;
+};
+
+using Command = std::variant<ShowText, ListFormats, RunAdjustment, RunWorkflow, EditWorkflow>;
 
 }  // namespace kelvo::host

@@ -280,6 +280,16 @@ Result<Command> parseAdjustment(const Adjustment& adjustment, const Arguments& a
   return Command{std::move(command)};
 }
 
+// The first name, if it is a workflow's; it is no longer among the files then.
+std::string takeWorkflow(std::vector<std::string>& files) {
+  if (files.empty() || !files.front().ends_with(kWorkflowExtension)) {
+    return {};
+  }
+  std::string workflow = files.front();
+  files.erase(files.begin());
+  return workflow;
+}
+
 Result<Command> parseRun(const Arguments& arguments, Target target) {
   if (asksForHelp(arguments)) {
     return Command{ShowText{runHelp()}};
@@ -302,10 +312,7 @@ Result<Command> parseRun(const Arguments& arguments, Target target) {
     return files.error();
   }
   command.files = std::move(files).value();
-  if (!command.files.empty() && command.files.front().ends_with(kWorkflowExtension)) {
-    command.workflow = command.files.front();
-    command.files.erase(command.files.begin());
-  }
+  command.workflow = takeWorkflow(command.files);
   if (auto checked = checkFiles(command.files, command.settings, target); !checked) {
     return checked.error();
   }
@@ -324,6 +331,20 @@ Result<Command> parsePreview(const Arguments& arguments) {
   }
   return parseNamed(arguments.front(), Arguments(arguments.begin() + 1, arguments.end()),
                     Target::preview);
+}
+
+Result<Command> parseEdit(const Arguments& arguments) {
+  if (asksForHelp(arguments)) {
+    return Command{ShowText{editHelp()}};
+  }
+  auto files = OptionReader().read(arguments);
+  if (!files) {
+    return files.error();
+  }
+  EditWorkflow command;
+  command.workflow = takeWorkflow(*files);
+  command.files = std::move(files).value();
+  return Command{std::move(command)};
 }
 
 Result<Command> parseFormats(const Arguments& arguments) {
@@ -346,7 +367,7 @@ Result<Command> parseNamed(const std::string& name, const Arguments& arguments, 
   }
   std::vector<std::string_view> known = {"run"};
   if (target == Target::inPlace) {
-    known = {"run", "preview", "formats", "--help", "--version"};
+    known = {"run", "preview", "edit", "formats", "--help", "--version"};
   }
   for (const Adjustment& adjustment : adjustments()) {
     known.push_back(adjustment.name);
@@ -377,7 +398,7 @@ Result<Command> parseCommandLine(const Arguments& arguments) {
     return parseFormats(rest);
   }
   if (name == "edit") {
-    return Error{"'edit' is not available in this version"};
+    return parseEdit(rest);
   }
   return parseNamed(name, rest, Target::inPlace);
 }

@@ -104,6 +104,7 @@ std::string generalHelp() {
       "Usage: kelvo ADJUSTMENT [SETTINGS] [OPTIONS] FILE...\n"
       "       kelvo run [WORKFLOW] [--set KEY=VALUE]... [OPTIONS] FILE...\n"
       "       kelvo preview ADJUSTMENT|run ... FILE -o OUT\n"
+      "       kelvo edit [WORKFLOW] [FILE...]\n"
       "       kelvo formats | --version | --help\n"
       "\n"
       "Adjustments:\n";
@@ -113,6 +114,7 @@ std::string generalHelp() {
   text += "\nOther commands:\n";
   text += line("run", "runs a saved workflow, a file whose name ends in .kelvo");
   text += line("preview", "adjusts one file into a new one and leaves the file alone");
+  text += line("edit", "opens the window: settings, a live preview, a list of files");
   text += line("formats", "lists the image formats");
   text += "\nkelvo ADJUSTMENT --help lists its settings, their ranges and an example.\n\n";
   text += runOptionsHelp();
@@ -174,6 +176,21 @@ std::string previewHelp() {
   text += fmt::format(
       "\n{}\nExample: kelvo preview exposure --exposure 25 photo.jpg -o lighter.jpg\n", kOutcome);
   return text;
+}
+
+std::string editHelp() {
+  return "Opens the window, to choose and tune an adjustment over a live preview, to save it as a\n"
+         "workflow and to run it over files.\n"
+         "\n"
+         "Usage: kelvo edit [WORKFLOW] [FILE...]\n"
+         "\n"
+         "The first name is taken for the workflow if it ends in .kelvo. Of a folder, the files "
+         "that\n"
+         "are photographs are taken.\n"
+         "\n"
+         "Exit status: 0 the window was closed, 1 there is no display, 2 wrong usage, or the "
+         "window\n"
+         "is not installed.\n";
 }
 
 std::string formatsHelp() {

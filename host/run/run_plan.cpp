@@ -9,7 +9,6 @@
 #include "host/arguments/suggestion.h"
 #include "host/run/file_list.h"
 #include "platform/foundation/ns_bundle.h"
-#include "platform/workflow/workflow_document.h"
 
 namespace kelvo::host {
 namespace {
@@ -69,9 +68,11 @@ Result<WorkflowDocument> documentFor(const RunWorkflow& command,
   return document;
 }
 
-Result<RunPlan> planSteps(WorkflowDocument document, RunSettings settings,
-                          std::vector<std::string> arguments,
-                          const std::vector<std::string>& directories) {
+}  // namespace
+
+Result<RunPlan> planRun(WorkflowDocument document, RunSettings settings,
+                        std::vector<std::string> arguments,
+                        const std::vector<std::string>& directories) {
   RunPlan plan;
   for (WorkflowStep& step : document.actions) {
     const auto bundle = openBundle(step.action, directories);
@@ -90,12 +91,10 @@ Result<RunPlan> planSteps(WorkflowDocument document, RunSettings settings,
   return plan;
 }
 
-}  // namespace
-
 Result<RunPlan> planRun(RunAdjustment command, const std::vector<std::string>& actionDirectories) {
   WorkflowDocument document{{{kActionName, std::move(command.parameters)}}};
-  return planSteps(std::move(document), std::move(command.settings), std::move(command.files),
-                   actionDirectories);
+  return planRun(std::move(document), std::move(command.settings), std::move(command.files),
+                 actionDirectories);
 }
 
 Result<RunPlan> planRun(RunWorkflow command, const std::vector<std::string>& actionDirectories) {
@@ -111,8 +110,8 @@ Result<RunPlan> planRun(RunWorkflow command, const std::vector<std::string>& act
       step.parameters.setObject_forKey(value, key);
     }
   }
-  return planSteps(std::move(document).value(), std::move(command.settings),
-                   std::move(command.files), actionDirectories);
+  return planRun(std::move(document).value(), std::move(command.settings), std::move(command.files),
+                 actionDirectories);
 }
 
 }  // namespace kelvo::host

@@ -5,6 +5,7 @@
 
 #include "host/arguments/command.h"
 #include "platform/foundation/result.h"
+#include "platform/workflow/workflow_document.h"
 
 namespace kelvo::host {
 
@@ -28,5 +29,8 @@ struct RunPlan {
 // document or a list that cannot be read.
 Result<RunPlan> planRun(RunAdjustment command, const std::vector<std::string>& actionDirectories);
 Result<RunPlan> planRun(RunWorkflow command, const std::vector<std::string>& actionDirectories);
+Result<RunPlan> planRun(WorkflowDocument document, RunSettings settings,
+                        std::vector<std::string> files,
+                        const std::vector<std::string>& actionDirectories);
 
 }  // namespace kelvo::host

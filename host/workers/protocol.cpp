@@ -7,7 +7,16 @@
 namespace kelvo::host {
 namespace {
 
-enum class Kind : std::uint8_t { setup = 1, file, ready, setupFailed, log, done };
+enum class Kind : std::uint8_t {
+  setup = 1,
+  file,
+  ready,
+  setupFailed,
+  log,
+  done,
+  pictureRequest,
+  picture
+};
 enum class ValueKind : std::uint8_t { text = 1, real, whole };
 
 constexpr std::size_t kHeader = 4;
@@ -212,12 +221,52 @@ DoneMessage readDone(Reader& reader) {
   return message;
 }
 
+void write(Writer& writer, const PictureRequestMessage& message) {
+  writer.text(message.path);
+  writer.number(message.longerSide);
+}
+
+PictureRequestMessage readPictureRequest(Reader& reader) {
+  PictureRequestMessage message;
+  message.path = reader.text();
+  message.longerSide = reader.number<std::uint32_t>();
+  return message;
+}
+
+void write(Writer& writer, const PictureMessage& message) {
+  writer.text(message.failure);
+  writer.text(message.format);
+  writer.number(message.frames);
+  writer.number(message.fullWidth);
+  writer.number(message.fullHeight);
+  writer.flag(message.adjustable);
+  writer.number(message.width);
+  writer.number(message.height);
+  writer.text(message.pixels);
+}
+
+PictureMessage readPicture(Reader& reader) {
+  PictureMessage message;
+  message.failure = reader.text();
+  message.format = reader.text();
+  message.frames = reader.number<std::uint64_t>();
+  message.fullWidth = reader.number<std::uint32_t>();
+  message.fullHeight = reader.number<std::uint32_t>();
+  message.adjustable = reader.flag();
+  message.width = reader.number<std::uint32_t>();
+  message.height = reader.number<std::uint32_t>();
+  message.pixels = reader.text();
+  return message;
+}
+
 Kind kindOf(const SetupMessage&) { return Kind::setup; }
 Kind kindOf(const FileMessage&) { return Kind::file; }
 Kind kindOf(const ReadyMessage&) { return Kind::ready; }
 Kind kindOf(const SetupFailedMessage&) { return Kind::setupFailed; }
 Kind kindOf(const LogMessage&) { return Kind::log; }
 Kind kindOf(const DoneMessage&) { return Kind::done; }
+Kind kindOf(const PictureRequestMessage&) { return Kind::pictureRequest; }
+Kind kindOf(const PictureMessage&) { return Kind::picture; }
 
 std::optional<Message> readMessage(Reader& reader) {
   switch (static_cast<Kind>(reader.number<std::uint8_t>())) {
@@ -233,6 +282,10 @@ std::optional<Message> readMessage(Reader& reader) {
       return readLog(reader);
     case Kind::done:
       return readDone(reader);
+    case Kind::pictureRequest:
+      return readPictureRequest(reader);
+    case Kind::picture:
+      return readPicture(reader);
   }
   return std::nullopt;
 }

@@ -67,8 +67,30 @@ struct DoneMessage {
   friend bool operator==(const DoneMessage&, const DoneMessage&) = default;
 };
 
+// Host to worker, in place of a setup: a small picture of a file's first frame, to look at. The
+// worker answers with any number of logs and one picture, and may be asked again.
+struct PictureRequestMessage {
+  std::string path;
+  std::uint32_t longerSide = 0;  // of the picture at most, in pixels; not 0
+  friend bool operator==(const PictureRequestMessage&, const PictureRequestMessage&) = default;
+};
+
+// Worker to host: the picture, or why there is none.
+struct PictureMessage {
+  std::string failure;          // a clause; not empty: there is no picture
+  std::string format;           // "JPEG"
+  std::uint64_t frames = 0;     // of the file
+  std::uint32_t fullWidth = 0;  // of the frame
+  std::uint32_t fullHeight = 0;
+  bool adjustable = false;  // an RGB frame in a format that is written
+  std::uint32_t width = 0;  // of the picture
+  std::uint32_t height = 0;
+  std::string pixels;  // r, g, b, a of 8 bits each, premultiplied; rows without gaps
+  friend bool operator==(const PictureMessage&, const PictureMessage&) = default;
+};
+
 using Message = std::variant<SetupMessage, FileMessage, ReadyMessage, SetupFailedMessage,
-                             LogMessage, DoneMessage>;
+                             LogMessage, DoneMessage, PictureRequestMessage, PictureMessage>;
 
 // A frame is the payload's length (4 bytes, least significant first) and the payload.
 constexpr std::size_t kLargestPayload = std::size_t{64} << 20U;

@@ -13,6 +13,7 @@
 #include "host/workers/channel.h"
 #include "host/workers/confinement.h"
 #include "host/workers/file_copy.h"
+#include "host/workers/picture.h"
 #include "host/workers/worker_process.h"
 #include "platform/foundation/ns_log.h"
 #include "platform/workflow/action_loading.h"
@@ -46,6 +47,9 @@ class Worker {
       } else if (const auto* file = std::get_if<FileMessage>(&*message);
                  file != nullptr && loaded_.action) {
         adjust(*file);
+      } else if (const auto* picture = std::get_if<PictureRequestMessage>(&*message);
+                 picture != nullptr && !loaded_.action) {
+        show(*picture);
       } else {
         return kAbandoned;
       }
@@ -74,6 +78,13 @@ class Worker {
     loaded_.action->setRunOptions(options_);
     loaded_.action->opened();
     send(ReadyMessage{});
+  }
+
+  void show(const PictureRequestMessage& request) {
+    if (!std::exchange(showing_, true)) {
+      confineProcess({});
+    }
+    send(makePicture(request));
   }
 
   void adjust(const FileMessage& file) {
@@ -138,6 +149,7 @@ class Worker {
   LoadedAction loaded_;
   RunOptions options_;
   std::optional<FileOutcome> outcome_;
+  bool showing_ = false;  // this worker makes pictures to look at, nothing else
 };
 
 }  // namespace

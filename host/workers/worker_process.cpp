@@ -66,7 +66,7 @@ class SpawnPlan {
 
 }  // namespace
 
-Result<WorkerProcess> WorkerProcess::start(const SetupMessage& setup) {
+Result<WorkerProcess> WorkerProcess::start(const Message& first) {
   std::array<int, 2> ends{};
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
     return systemError("no worker process can be started", errno);
@@ -87,7 +87,7 @@ Result<WorkerProcess> WorkerProcess::start(const SetupMessage& setup) {
   }
   WorkerProcess worker(id, Channel(std::move(mine)));
   // One that has died already shows when its channel is read.
-  worker.channel_.send(setup);
+  worker.channel_.send(first);
   return worker;
 }
 

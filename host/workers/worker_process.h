@@ -17,8 +17,10 @@ constexpr int kWorkerSocket = 3;
 // A worker process of this program, and the channel to it. It does not outlive this object.
 class WorkerProcess {
  public:
-  // Starts one, and tells it what to load. Errors: no more processes or descriptors can be had.
-  static Result<WorkerProcess> start(const SetupMessage& setup);
+  // Starts one, and tells it what it is for: a setup, or the first request for a picture. It does
+  // not outlive the thread that starts it either. Errors: no more processes or descriptors can be
+  // had.
+  static Result<WorkerProcess> start(const Message& first);
 
   WorkerProcess(WorkerProcess&& other) noexcept;
   WorkerProcess& operator=(WorkerProcess&& other) noexcept;

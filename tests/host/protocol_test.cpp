@@ -26,6 +26,15 @@ std::vector<Message> examples() {
   done.sourceDepth = 16;
   done.writtenDepth = 8;
   done.warnings = {"one", "", std::string(100'000, 'x')};
+  PictureMessage picture;
+  picture.format = "PNG";
+  picture.frames = 2;
+  picture.fullWidth = 6000;
+  picture.fullHeight = 4001;
+  picture.adjustable = true;
+  picture.width = 1;
+  picture.height = 2;
+  picture.pixels = std::string("\0\1\2\377abc\0", 8);
   return {setup,
           SetupMessage{},
           FileMessage{std::string("a\n\0b", 4), "from", ".old"},
@@ -33,7 +42,10 @@ std::vector<Message> examples() {
           SetupFailedMessage{"why"},
           LogMessage{"Error: Cann't finalize", "path", "detail"},
           done,
-          DoneMessage{}};
+          DoneMessage{},
+          PictureRequestMessage{"a\377b", 640},
+          picture,
+          PictureMessage{"why not"}};
 }
 
 std::string payloadOf(const Message& message) { return encodeFrame(message).substr(4); }

@@ -51,8 +51,8 @@ TEST_F(Usage, SuggestsTheAdjustmentThatWasMeant) {
   EXPECT_EQ(refusal({"--verison"}), "unknown option '--verison'; did you mean '--version'?");
 }
 
-TEST_F(Usage, SaysThatTheWindowIsNotAvailable) {
-  EXPECT_EQ(refusal({"edit", a_}), "'edit' is not available in this version");
+TEST_F(Usage, TakesNoOptionsForTheWindow) {
+  EXPECT_EQ(refusal({"edit", "--jobs", "2"}), "unknown option '--jobs'");
 }
 
 TEST_F(Usage, RefusesCurvesThatRunBackOrLackPoints) {

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "host/workers/protocol.h"
+
+namespace kelvo::host {
+
+// Decodes the file's first frame in strips and averages it down, in proportion, so that its longer
+// side has at most as many pixels as asked for; a smaller frame stays as it is. Every pixel counts
+// in one pixel of the picture. CMYK and Lab frames have no picture.
+PictureMessage makePicture(const PictureRequestMessage& request);
+
+}  // namespace kelvo::host
