@@ -126,7 +126,8 @@ Result<CGImageDestinationRef> makeFileDestination(const std::string& path, std::
                                             {.keepTimes = options.keepTimes,
                                              .breakLinks = options.breakLinks,
                                              .dryRun = options.dryRun,
-                                             .backupSuffix = options.backupSuffix},
+                                             .backupSuffix = options.backupSuffix,
+                                             .create = options.create},
                                             fileSystem);
   if (!replacement) return std::move(replacement).error();
   auto output = std::make_unique<OutputFile>((*replacement)->descriptor(), fileSystem);

@@ -19,6 +19,7 @@ struct ReplaceOptions {
   bool breakLinks = false;        // replace a file that has more than one hard link
   bool dryRun = false;            // everything but the replacement
   std::string backupSuffix = {};  // not empty: the old file stays under its name plus this
+  bool create = false;            // where there is no file yet, make one
 };
 
 // A file being rewritten. Nothing at `url` changes before CGImageDestinationFinalize; a destination
@@ -34,7 +35,7 @@ class CGImageDestination {
 };
 using CGImageDestinationRef = std::unique_ptr<CGImageDestination>;
 
-// `url` names an existing file, which is to be replaced by one of the same type and frame count.
+// `url` names an existing file, which is to be replaced; with `create`, also one that is not there.
 // Errors: not writable, a directory, FIFO or device, several hard links, a type never written.
 Result<CGImageDestinationRef> CGImageDestinationCreateWithURL(const NSURL& url,
                                                               std::string_view type,

@@ -47,6 +47,19 @@ FileIdentity identityOf(const struct stat& status) {
           .modified = status.st_mtim};
 }
 
+// The path of a file that may not be there, with the links on the way to it followed.
+Result<std::string> resolveNewPath(const std::string& path) {
+  struct stat status = {};
+  // A link that leads nowhere is an entry, too.
+  if (::lstat(path.c_str(), &status) == 0 || errno != ENOENT) return resolvePath(path);
+  const std::size_t slash = path.rfind('/');
+  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  if (name.empty()) return Error{"it is not the name of a file"};
+  auto directory = resolvePath(slash == std::string::npos ? "." : path.substr(0, slash + 1));
+  if (!directory) return directory;
+  return (*directory == "/" ? "" : *directory) + "/" + name;
+}
+
 std::string descriptorPath(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
 }  // namespace
@@ -69,7 +82,7 @@ FileReplacement::~FileReplacement() {
 Result<std::unique_ptr<FileReplacement>> FileReplacement::begin(const std::string& path,
                                                                 const ReplacementOptions& options,
                                                                 FileSystem& fileSystem) {
-  auto resolved = resolvePath(path);
+  auto resolved = options.create ? resolveNewPath(path) : resolvePath(path);
   if (!resolved) return std::move(resolved).error();
   if (options.backupSuffix.find('/') != std::string::npos) {
     return Error{"a backup's suffix cannot contain a slash"};
@@ -94,6 +107,7 @@ Result<void> FileReplacement::openOld() {
 
   // Looked at before it is opened: opening a device can have effects, a FIFO waits.
   if (::fstatat(directory_.get(), name_.c_str(), &oldStatus_, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno == ENOENT && options_.create) return {};
     return errnoError("the file could not be examined", errno);
   }
   if (S_ISDIR(oldStatus_.st_mode)) return Error{"it is a directory"};
@@ -163,11 +177,18 @@ Result<void> FileReplacement::clearDebris() {
   return {};
 }
 
+// A new file is made as any program makes one, so that the mask for new files applies; one that
+// takes another's place is nobody's business before it has that one's mode.
+mode_t FileReplacement::temporaryMode() const {
+  constexpr mode_t kOwnOnly = S_IRUSR | S_IWUSR;
+  return isNew() ? kOwnOnly | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH : kOwnOnly;
+}
+
 Result<void> FileReplacement::createTemporary() {
   // Without /proc a nameless file cannot be given a name.
   if (::access("/proc/self/fd", F_OK) == 0) {
     temporary_ = FileDescriptor(fileSystem_->openat(
-        directory_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        directory_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, temporaryMode()));
     if (temporary_.open()) return lockTemporary();
     // What kernels and file systems that have no such thing answer.
     if (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT && errno != EINVAL) {
@@ -180,7 +201,7 @@ Result<void> FileReplacement::createTemporary() {
 Result<void> FileReplacement::createNamedTemporary() {
   temporary_ = FileDescriptor(
       fileSystem_->openat(directory_.get(), temporaryName_.c_str(),
-                          O_CREAT | O_EXCL | O_RDWR | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+                          O_CREAT | O_EXCL | O_RDWR | O_NOFOLLOW | O_CLOEXEC, temporaryMode()));
   if (!temporary_.open()) {
     if (errno == EEXIST) return Error{kBusy};
     return errnoError("the temporary file could not be created", errno);
@@ -209,14 +230,16 @@ Result<void> FileReplacement::lockTemporary() {
 }
 
 Result<void> FileReplacement::sealContents() {
-  warnings_ = copyAttributes(*fileSystem_, old_.get(), temporary_.get(), oldStatus_);
+  if (!isNew()) {
+    warnings_ = copyAttributes(*fileSystem_, old_.get(), temporary_.get(), oldStatus_);
+  }
   // Contents and attributes must be on the disk before the name points at them.
   return syncTemporary();
 }
 
 // After the new file was read back, which counts as an access.
 Result<void> FileReplacement::keepTimes() {
-  if (!options_.keepTimes) return {};
+  if (!options_.keepTimes || isNew()) return {};
   const std::array times = {oldStatus_.st_atim, oldStatus_.st_mtim};
   if (fileSystem_->futimens(temporary_.get(), times.data()) != 0) {
     warnings_.push_back(errnoError("the times could not be kept", errno).message);
@@ -232,10 +255,14 @@ Result<void> FileReplacement::syncTemporary() {
   return {};
 }
 
+int FileReplacement::linkTemporary(const std::string& name) {
+  return fileSystem_->linkat(AT_FDCWD, descriptorPath(temporary_.get()).c_str(), directory_.get(),
+                             name.c_str(), AT_SYMLINK_FOLLOW);
+}
+
 Result<void> FileReplacement::nameTemporary() {
   if (temporaryNamed_) return {};
-  if (fileSystem_->linkat(AT_FDCWD, descriptorPath(temporary_.get()).c_str(), directory_.get(),
-                          temporaryName_.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+  if (linkTemporary(temporaryName_) != 0) {
     if (errno == EEXIST) return Error{kBusy};
     return errnoError("the new file could not be given a name", errno);
   }
@@ -245,7 +272,10 @@ Result<void> FileReplacement::nameTemporary() {
 
 Result<void> FileReplacement::checkUnchanged() {
   struct stat now = {};
-  if (::fstatat(directory_.get(), name_.c_str(), &now, AT_SYMLINK_NOFOLLOW) != 0) {
+  const bool there = ::fstatat(directory_.get(), name_.c_str(), &now, AT_SYMLINK_NOFOLLOW) == 0;
+  if (isNew() && there) return Error{"the file was made by another program meanwhile"};
+  if (!there) {
+    if (isNew() && errno == ENOENT) return {};
     return errnoError("the file could not be examined again", errno);
   }
   if (identityOf(now) != identity_) {
@@ -258,7 +288,7 @@ Result<void> FileReplacement::checkUnchanged() {
 }
 
 Result<void> FileReplacement::makeBackup() {
-  if (backupName_.empty() || backupPresent_) return {};
+  if (backupName_.empty() || backupPresent_ || isNew()) return {};
   if (fileSystem_->linkat(directory_.get(), name_.c_str(), directory_.get(), backupName_.c_str(),
                           0) != 0) {
     return errnoError("the backup could not be made", errno);
@@ -267,19 +297,31 @@ Result<void> FileReplacement::makeBackup() {
   return {};
 }
 
-Result<void> FileReplacement::commit() {
-  if (options_.dryRun) return checkUnchanged();
-  if (auto kept = keepTimes(); !kept) return kept;
-  // The name comes first: whoever holds it is alone in replacing this file, so that the check
-  // after it cannot be overtaken by another run of ours.
-  if (auto named = nameTemporary(); !named) return named;
-  if (auto same = checkUnchanged(); !same) return same;
-  if (auto kept = makeBackup(); !kept) return kept;
+Result<void> FileReplacement::takeName() {
+  if (isNew() && !temporaryNamed_) {
+    // Unlike a rename this fails if there is a file.
+    if (linkTemporary(name_) == 0) return {};
+    return errnoError("the new file could not be given its name", errno);
+  }
   if (fileSystem_->renameat(directory_.get(), temporaryName_.c_str(), name_.c_str()) != 0) {
     return errnoError("the new file could not take the old one's place", errno);
   }
   temporaryNamed_ = false;
   backupMade_ = false;
+  return {};
+}
+
+Result<void> FileReplacement::commit() {
+  if (options_.dryRun) return checkUnchanged();
+  if (auto kept = keepTimes(); !kept) return kept;
+  // The name comes first: whoever holds it is alone in replacing this file, so that the check
+  // after it cannot be overtaken by another run of ours.
+  if (!isNew()) {
+    if (auto named = nameTemporary(); !named) return named;
+  }
+  if (auto same = checkUnchanged(); !same) return same;
+  if (auto kept = makeBackup(); !kept) return kept;
+  if (auto taken = takeName(); !taken) return taken;
   // The file is replaced by now, so this is no failure: whoever took it for one would adjust the
   // file a second time. EINVAL: the file system has no such notion.
   if (fileSystem_->fsync(directory_.get()) != 0 && errno != EINVAL) {

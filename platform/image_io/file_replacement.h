@@ -19,6 +19,7 @@ struct ReplacementOptions {
   bool breakLinks = false;
   bool dryRun = false;
   std::string backupSuffix = {};
+  bool create = false;  // where there is no file yet, make one
 };
 
 // One file on its way to being replaced: the old one, and a new one beside it in the same directory
@@ -28,10 +29,14 @@ struct ReplacementOptions {
 // before the rename; elsewhere it has that name from the start. The name follows from the target's,
 // and whoever writes it holds a lock on it: a file of that name without a lock was left by a
 // program that was killed, and the next replacement of the same target clears it.
+//
+// A file that is not there yet is made in the same way: its name appears with the whole file behind
+// it, or not at all. It gets the mode of any new file.
 class FileReplacement {
  public:
   // Symbolic links are followed and stay links. Errors: not an existing regular file, not writable,
   // several hard links, a backup that exists already, another program replacing the same file.
+  // With `create` it need not exist.
   static Result<std::unique_ptr<FileReplacement>> begin(const std::string& path,
                                                         const ReplacementOptions& options,
                                                         FileSystem& fileSystem);
@@ -49,7 +54,8 @@ class FileReplacement {
   // The new file's contents are complete: onto the disk with them, and the old file's attributes
   // onto the new one.
   Result<void> sealContents();
-  // Replaces the old file. An error leaves it as it was.
+  // Replaces the old file. An error leaves it as it was. A new file takes nobody's place: if there
+  // is one by now, that is an error.
   Result<void> commit();
 
   [[nodiscard]] const std::vector<std::string>& warnings() const { return warnings_; }
@@ -57,6 +63,8 @@ class FileReplacement {
  private:
   FileReplacement(std::string resolvedPath, ReplacementOptions options, FileSystem& fileSystem);
 
+  [[nodiscard]] bool isNew() const { return !old_.open(); }
+  [[nodiscard]] mode_t temporaryMode() const;
   Result<void> openOld();
   Result<void> checkBackup();
   Result<void> clearDebris();
@@ -65,9 +73,11 @@ class FileReplacement {
   Result<void> lockTemporary();
   Result<void> syncTemporary();
   Result<void> keepTimes();
+  int linkTemporary(const std::string& name);
   Result<void> nameTemporary();
   Result<void> checkUnchanged();
   Result<void> makeBackup();
+  Result<void> takeName();
 
   std::string resolvedPath_;
   std::string name_;           // of the target in its directory
@@ -76,7 +86,7 @@ class FileReplacement {
   ReplacementOptions options_;
   FileSystem* fileSystem_;
   FileDescriptor directory_;
-  FileDescriptor old_;
+  FileDescriptor old_;  // closed: there was no file
   FileDescriptor temporary_;
   struct stat oldStatus_ = {};
   FileIdentity identity_;

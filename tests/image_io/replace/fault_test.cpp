@@ -138,6 +138,37 @@ TEST_P(EveryFault, LeavesTheOldOrTheNewFileWhole) {
   EXPECT_GE(failures, 8);
 }
 
+class EveryFaultOfANewFile : public ::testing::TestWithParam<bool> {};
+
+TEST_P(EveryFaultOfANewFile, LeavesNoFileOrAWholeOne) {
+  int failures = 0;
+  for (int call = 0;; ++call) {
+    SCOPED_TRACE(call);
+    ASSERT_LT(call, 100);
+    TemporaryDirectory directory;
+    const std::string file = directory.path("photo");
+    FailingFileSystem failing(call, GetParam());
+    const auto result = rewritePlain(file, 'b', {.create = true}, failing);
+    if (result) {
+      EXPECT_EQ(readFile(file), plainFile('b'));
+      EXPECT_THAT(directory.names(), ElementsAre("photo"));
+    } else {
+      EXPECT_EQ(directory.names().count("photo"), 0U);
+      ++failures;
+    }
+    ASSERT_TRUE(rewritePlain(file, 'c', {.create = true}));
+    EXPECT_EQ(readFile(file), plainFile('c'));
+    EXPECT_THAT(directory.names(), ElementsAre("photo"));
+    if (!failing.failed()) break;
+  }
+  // Opening (2), locking, writing (2 or more), syncing, naming.
+  EXPECT_GE(failures, 7);
+}
+
+INSTANTIATE_TEST_SUITE_P(Replace, EveryFaultOfANewFile, ::testing::Bool(), [](const auto& one) {
+  return one.param ? "NamelessTemporary" : "NamedTemporary";
+});
+
 INSTANTIATE_TEST_SUITE_P(Replace, EveryFault,
                          ::testing::Values(Case{"NamelessTemporary", true, false, false},
                                            Case{"NamelessTemporaryWithBackup", true, true, false},
