@@ -3,6 +3,7 @@
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/image_io/jpeg/jpeg_decoder.h"
 #include "platform/image_io/jpeg/jpeg_metadata.h"
@@ -14,16 +15,16 @@
 namespace kelvo {
 namespace jpeg {
 
-Properties::Properties(FileBytes file, std::shared_ptr<const Structure> structure, Coding coding,
-                       CGColorSpaceRef colorSpace)
+Properties::Properties(FileBytes file, std::shared_ptr<const Structure> structure,
+                       const Picture& picture, CGColorSpaceRef colorSpace, MultiPicture pictures,
+                       std::size_t number)
     : file_(std::move(file)),
+      bytes_(picture.bytes),
       structure_(std::move(structure)),
-      coding_(coding),
-      colorSpace_(std::move(colorSpace)) {}
-
-std::span<const std::byte> Properties::trailer() const {
-  return file_->bytes().subspan(structure_->end);
-}
+      coding_(picture.coding),
+      colorSpace_(std::move(colorSpace)),
+      pictures_(std::move(pictures)),
+      number_(number) {}
 
 namespace {
 
@@ -63,59 +64,79 @@ ColorModel modelOf(Coding coding) {
 
 class Source final : public CodecSource {
  public:
-  Source(FileBytes file, Structure header, Coding coding)
-      : file_(std::move(file)), header_(std::move(header)), coding_(coding) {}
+  Source(FileBytes file, std::vector<Picture> pictures, MultiPicture index)
+      : file_(std::move(file)),
+        pictures_(std::move(pictures)),
+        index_(std::move(index)),
+        whole_(pictures_.size()) {}
 
-  [[nodiscard]] std::size_t count() const override { return 1; }
+  [[nodiscard]] std::size_t count() const override { return pictures_.size(); }
 
-  [[nodiscard]] FrameInfo info(std::size_t) const override {
-    return {.width = header_.width, .height = header_.height, .bitsPerComponent = 8};
+  [[nodiscard]] FrameInfo info(std::size_t frame) const override {
+    const Structure& header = pictures_[frame].header;
+    return {.width = header.width, .height = header.height, .bitsPerComponent = 8};
   }
 
-  [[nodiscard]] SourceStatus status() const override { return whole().status; }
+  [[nodiscard]] SourceStatus status() const override {
+    for (std::size_t frame = 0; frame < count(); ++frame) {
+      SourceStatus status = whole(frame).status;
+      if (status.status == CGImageSourceStatus::complete) continue;
+      if (frame > 0)
+        status.cause = "its picture " + std::to_string(frame + 1) + ": " + status.cause;
+      return status;
+    }
+    return {};
+  }
 
-  [[nodiscard]] Result<CGImage> image(std::size_t) const override {
-    return CGImage{.width = header_.width,
-                   .height = header_.height,
-                   .layout = layoutOf(coding_),
-                   .colorSpace = colorSpace(),
-                   .openRows = [file = file_, coding = coding_] { return openRows(file, coding); },
+  [[nodiscard]] Result<CGImage> image(std::size_t frame) const override {
+    const Picture& picture = pictures_[frame];
+    return CGImage{.width = picture.header.width,
+                   .height = picture.header.height,
+                   .layout = layoutOf(picture.coding),
+                   .colorSpace = colorSpace(frame),
+                   .openRows = [file = file_, bytes = picture.bytes,
+                                coding = picture.coding] { return openRows(file, bytes, coding); },
                    .palette = nullptr};
   }
 
-  [[nodiscard]] Result<FramePropertiesRef> properties(std::size_t) const override {
-    const SourceStatus& read = whole().status;
+  [[nodiscard]] Result<FramePropertiesRef> properties(std::size_t frame) const override {
+    const SourceStatus& read = whole(frame).status;
     if (read.status != CGImageSourceStatus::complete) return Error{read.cause};
-    return FramePropertiesRef(
-        std::make_shared<const Properties>(file_, wholeRef(), coding_, colorSpace()));
+    return FramePropertiesRef(std::make_shared<const Properties>(
+        file_, wholeRef(frame), pictures_[frame], colorSpace(frame), index_, frame));
   }
 
   [[nodiscard]] Result<void> writable() const override {
-    const auto own = properties(0);
-    if (!own) return own.error();
-    return checkWritable(static_cast<const Properties&>(**own));
+    for (std::size_t frame = 0; frame < count(); ++frame) {
+      const auto own = properties(frame);
+      if (!own) return own.error();
+      if (auto can = checkWritable(static_cast<const Properties&>(**own)); !can) return can;
+    }
+    return {};
   }
 
  private:
-  // The walk to the end of the file is made when it is first needed, and once.
-  [[nodiscard]] const std::shared_ptr<const Structure>& wholeRef() const {
-    std::call_once(wholeOnce_, [&] {
-      whole_ = std::make_shared<const Structure>(readStructure(file_->bytes(), Extent::wholeFile));
-    });
-    return whole_;
+  // The walk to the end of a picture is made when it is first needed, and once.
+  [[nodiscard]] const std::shared_ptr<const Structure>& wholeRef(std::size_t frame) const {
+    const std::lock_guard lock(walking_);
+    if (!whole_[frame]) {
+      whole_[frame] = std::make_shared<const Structure>(
+          readStructure(pictures_[frame].bytes, Extent::wholeFile));
+    }
+    return whole_[frame];
   }
-  [[nodiscard]] const Structure& whole() const { return *wholeRef(); }
+  [[nodiscard]] const Structure& whole(std::size_t frame) const { return *wholeRef(frame); }
 
-  [[nodiscard]] CGColorSpaceRef colorSpace() const {
-    return std::make_shared<const CGColorSpace>(
-        CGColorSpace{.model = modelOf(coding_), .profile = iccProfile(whole().segments)});
+  [[nodiscard]] CGColorSpaceRef colorSpace(std::size_t frame) const {
+    return std::make_shared<const CGColorSpace>(CGColorSpace{
+        .model = modelOf(pictures_[frame].coding), .profile = iccProfile(whole(frame).segments)});
   }
 
   FileBytes file_;
-  Structure header_;
-  Coding coding_;
-  mutable std::once_flag wholeOnce_;
-  mutable std::shared_ptr<const Structure> whole_;
+  std::vector<Picture> pictures_;
+  MultiPicture index_;
+  mutable std::mutex walking_;
+  mutable std::vector<std::shared_ptr<const Structure>> whole_;
 };
 
 Result<void> checkKind(const Structure& header) {
@@ -178,14 +199,37 @@ Result<void> checkLimits(const Structure& header, const Limits& limits) {
   return {};
 }
 
-Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) {
-  Structure header = readStructure(file->bytes(), Extent::toFirstScan);
-  if (auto kind = checkKind(header); !kind) return std::move(kind).error();
-  if (auto within = checkLimits(header, limits); !within) return std::move(within).error();
-  auto coding = readCoding(file);
+Result<Picture> openPicture(std::span<const std::byte> bytes, const Limits& limits) {
+  Picture picture{
+      .bytes = bytes, .header = readStructure(bytes, Extent::toFirstScan), .coding = {}};
+  if (auto kind = checkKind(picture.header); !kind) return std::move(kind).error();
+  if (auto within = checkLimits(picture.header, limits); !within) return std::move(within).error();
+  auto coding = readCoding(bytes);
   if (!coding) return std::move(coding).error();
+  picture.coding = *coding;
+  return picture;
+}
+
+Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) {
+  std::vector<Picture> pictures;
+  auto first = openPicture(file->bytes(), limits);
+  if (!first) return std::move(first).error();
+  pictures.push_back(*std::move(first));
+  MultiPicture index = readMultiPicture(file->bytes(), pictures.front().header.segments);
+  if (index.index) {
+    const auto& places = index.index->pictures;
+    pictures.front().bytes = file->bytes().first(places.front().limit);
+    for (std::size_t i = 1; i < places.size(); ++i) {
+      auto further = openPicture(
+          file->bytes().subspan(places[i].begin, places[i].limit - places[i].begin), limits);
+      if (!further) {
+        return Error{"its picture " + std::to_string(i + 1) + ": " + further.error().message};
+      }
+      pictures.push_back(*std::move(further));
+    }
+  }
   return std::unique_ptr<CodecSource>(
-      std::make_unique<Source>(std::move(file), std::move(header), *coding));
+      std::make_unique<Source>(std::move(file), std::move(pictures), std::move(index)));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "platform/image_io/jpeg/libjpeg_guard.h"
-#include "platform/image_io/mapped_file.h"
 
 namespace kelvo::jpeg {
 namespace {
@@ -13,7 +12,7 @@ constexpr const char* kDamaged = "the picture data is damaged";
 
 class Decompressor {
  public:
-  explicit Decompressor(FileBytes file) : file_(std::move(file)) {
+  explicit Decompressor(std::span<const std::byte> picture) : picture_(picture) {
     info_.err = &errors_.base;
     created_ = guarded(errors_, [&] { jpeg_create_decompress(&info_); });
   }
@@ -25,9 +24,8 @@ class Decompressor {
 
   bool readHeader() {
     return created_ && guarded(errors_, [&] {
-             const auto bytes = file_->bytes();
-             jpeg_mem_src(&info_, reinterpret_cast<const unsigned char*>(bytes.data()),
-                          static_cast<unsigned long>(bytes.size()));
+             jpeg_mem_src(&info_, reinterpret_cast<const unsigned char*>(picture_.data()),
+                          static_cast<unsigned long>(picture_.size()));
              jpeg_read_header(&info_, TRUE);
            });
   }
@@ -36,7 +34,7 @@ class Decompressor {
   [[nodiscard]] ErrorManager& errors() { return errors_; }
 
  private:
-  FileBytes file_;
+  std::span<const std::byte> picture_;
   ErrorManager errors_;
   jpeg_decompress_struct info_ = {};
   bool created_ = false;
@@ -44,7 +42,8 @@ class Decompressor {
 
 class DecodedRows final : public RowSource {
  public:
-  explicit DecodedRows(FileBytes file) : decompressor_(std::move(file)) {}
+  DecodedRows(FileBytes file, std::span<const std::byte> picture)
+      : file_(std::move(file)), decompressor_(picture) {}
 
   Result<void> start(Coding coding) {
     auto& info = decompressor_.info();
@@ -97,6 +96,7 @@ class DecodedRows final : public RowSource {
   }
 
  private:
+  FileBytes file_;
   Decompressor decompressor_;
   bool invert_ = false;
   bool failed_ = false;
@@ -104,8 +104,8 @@ class DecodedRows final : public RowSource {
 
 }  // namespace
 
-Result<Coding> readCoding(const FileBytes& file) {
-  Decompressor decompressor(file);
+Result<Coding> readCoding(std::span<const std::byte> picture) {
+  Decompressor decompressor(picture);
   if (!decompressor.readHeader()) {
     return libraryError(decompressor.errors(), "its header cannot be read");
   }
@@ -125,8 +125,9 @@ Result<Coding> readCoding(const FileBytes& file) {
   }
 }
 
-Result<std::unique_ptr<RowSource>> openRows(FileBytes file, Coding coding) {
-  auto rows = std::make_unique<DecodedRows>(std::move(file));
+Result<std::unique_ptr<RowSource>> openRows(FileBytes file, std::span<const std::byte> picture,
+                                            Coding coding) {
+  auto rows = std::make_unique<DecodedRows>(std::move(file), picture);
   if (auto started = rows->start(coding); !started) return std::move(started).error();
   return std::unique_ptr<RowSource>(std::move(rows));
 }

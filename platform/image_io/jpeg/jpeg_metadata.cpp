@@ -13,7 +13,6 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view kIcc = "ICC_PROFILE\0"sv;
 constexpr std::string_view kXmp = "http://ns.adobe.com/xap/1.0/\0"sv;
-constexpr std::string_view kMultiPicture = "MPF\0"sv;
 constexpr std::string_view kIsoGainMap = "urn:iso:std:iso:ts:21496:-1\0"sv;
 
 constexpr const char* kFurtherPictures =
@@ -21,32 +20,6 @@ constexpr const char* kFurtherPictures =
 
 std::string_view textOf(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-// The number of pictures that a multi-picture index announces; 2 if it cannot be read, because
-// something is there that we do not understand.
-std::uint32_t pictureCount(std::span<const std::byte> tiff) {
-  constexpr std::uint32_t kUnknown = 2;
-  constexpr std::uint32_t kNumberOfImages = 0xB001;
-  if (tiff.size() < 8) return kUnknown;
-  const bool little = textOf(tiff).starts_with("II");
-  const auto number = [&](std::size_t at, std::size_t count) {
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      value =
-          value << 8 | std::to_integer<std::uint32_t>(tiff[little ? at + count - 1 - i : at + i]);
-    }
-    return value;
-  };
-  const std::size_t directory = number(4, 4);
-  if (directory > tiff.size() - 2) return kUnknown;
-  const std::size_t entries = number(directory, 2);
-  for (std::size_t i = 0; i < entries; ++i) {
-    const std::size_t entry = directory + 2 + 12 * i;
-    if (entry + 12 > tiff.size()) return kUnknown;
-    if (number(entry, 2) == kNumberOfImages) return number(entry + 8, 4);
-  }
-  return kUnknown;
 }
 
 }  // namespace
@@ -98,18 +71,15 @@ Result<void> checkWritable(const Properties& properties) {
   const auto trailer = properties.trailer();
   // Gain maps first: their files have further pictures as well, and this says more.
   for (const Segment& segment : structure.segments) {
-    const bool inXmp = hasIdentifier(segment, 0xE1, kXmp) &&
-                       textOf(segment.payload).find("hdrgm:") != std::string_view::npos;
+    const std::string_view text = textOf(segment.payload);
+    const bool inXmp =
+        hasIdentifier(segment, 0xE1, kXmp) && (text.find("hdrgm:") != std::string_view::npos ||
+                                               text.find("hdrgainmap") != std::string_view::npos);
     if (inXmp || hasIdentifier(segment, 0xE2, kIsoGainMap)) {
       return Error{"the file holds a gain map, which would not fit the adjusted picture"};
     }
   }
-  for (const Segment& segment : structure.segments) {
-    if (hasIdentifier(segment, 0xE2, kMultiPicture) &&
-        pictureCount(segment.payload.subspan(kMultiPicture.size())) > 1) {
-      return Error{kFurtherPictures};
-    }
-  }
+  if (!properties.pictures().obstacle.empty()) return Error{properties.pictures().obstacle};
   // Pictures that no index announces: previews at the end of the file, which maker notes point to.
   const auto first =
       std::find_if(trailer.begin(), trailer.end(), [](std::byte b) { return b != std::byte{0}; });

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -9,14 +10,23 @@
 #include "platform/image_io/codec.h"
 #include "platform/image_io/jpeg/jpeg_decoder.h"
 #include "platform/image_io/jpeg/jpeg_structure.h"
+#include "platform/image_io/jpeg/multi_picture.h"
 
 namespace kelvo::jpeg {
 
-// Everything of a file besides its pixels.
+// One picture of a file, found and read as far as opening needs it.
+struct Picture {
+  std::span<const std::byte> bytes;  // from its start up to the next picture or the end of the file
+  Structure header;
+  Coding coding = Coding::ycc;
+};
+
+// Everything of a picture besides its pixels.
 class Properties final : public FrameProperties {
  public:
-  Properties(FileBytes file, std::shared_ptr<const Structure> structure, Coding coding,
-             CGColorSpaceRef colorSpace);
+  // `pictures`: the index of the file, if it holds several; `number`: which one this is.
+  Properties(FileBytes file, std::shared_ptr<const Structure> structure, const Picture& picture,
+             CGColorSpaceRef colorSpace, MultiPicture pictures, std::size_t number);
 
   [[nodiscard]] const MappedFile* origin() const override { return file_.get(); }
 
@@ -24,14 +34,21 @@ class Properties final : public FrameProperties {
   [[nodiscard]] const Structure& structure() const { return *structure_; }
   [[nodiscard]] Coding coding() const { return coding_; }
   [[nodiscard]] const CGColorSpace& colorSpace() const { return *colorSpace_; }
-  // What follows the end-of-image marker.
-  [[nodiscard]] std::span<const std::byte> trailer() const;
+  [[nodiscard]] const MultiPicture& pictures() const { return pictures_; }
+  [[nodiscard]] std::size_t number() const { return number_; }
+  // What follows the end-of-image marker, up to the next picture or the end of the file.
+  [[nodiscard]] std::span<const std::byte> trailer() const {
+    return bytes_.subspan(structure_->end);
+  }
 
  private:
   FileBytes file_;
+  std::span<const std::byte> bytes_;
   std::shared_ptr<const Structure> structure_;
   Coding coding_;
   CGColorSpaceRef colorSpace_;
+  MultiPicture pictures_;
+  std::size_t number_;
 };
 
 }  // namespace kelvo::jpeg

@@ -18,17 +18,19 @@ namespace {
 
 class Writer final : public CodecWriter {
  public:
-  explicit Writer(OutputFile& file) : file_(&file) {}
+  Writer(OutputFile& file, std::size_t frames) : file_(&file), frames_(frames) {}
 
   Result<void> addImage(const CGImage& image, const FrameProperties& properties) override {
     const auto* const from = dynamic_cast<const Properties*>(&properties);
     if (from == nullptr) return Error{"the properties are of another format"};
     if (auto possible = check(image, *from); !possible) return possible;
     source_ = from->file();
-    trailer_ = from->trailer();
+    if (from->number() == 0) index_ = from->pictures().index;
 
+    const std::uint64_t begin = file_->position();
     PreparedSegments prepared = withoutThumbnails(from->structure().segments);
     thumbnail_ = prepared.exifThumbnail;
+    painter_.reset();
     if (thumbnail_) {
       painter_.emplace(image.width, image.height, thumbnail_->width, thumbnail_->height);
     }
@@ -38,20 +40,31 @@ class Writer final : public CodecWriter {
       return started;
     }
     if (thumbnail_) thumbnailSegment_ = positions[thumbnail_->segment];
+    if (index_ && from->number() == 0) noteIndex(prepared.segments, positions);
     if (auto copied = copyRows(image, compressor); !copied) return copied;
     if (auto finished = compressor.finish(); !finished) return finished;
-    added_ = true;
-    return {};
+    if (auto painted = writeThumbnail(); !painted) return painted;
+    noteWritten(*from, begin);
+    return file_->write(from->trailer());
   }
 
   Result<void> finish() override {
-    if (!added_) return Error{"there is no picture to write"};
-    if (auto painted = writeThumbnail(); !painted) return painted;
-    return file_->write(trailer_);
+    if (written_.size() != frames_) return Error{"not all pictures have been written"};
+    return writeIndex();
   }
 
  private:
-  static Result<void> check(const CGImage& image, const Properties& from) {
+  // Where a picture stands in the new file, and its size as the index is to have it.
+  struct Written {
+    std::uint64_t begin = 0;
+    std::uint64_t size = 0;
+  };
+
+  Result<void> check(const CGImage& image, const Properties& from) const {
+    const auto& index = from.pictures().index;
+    if (from.number() != written_.size() || frames_ != (index ? index->pictures.size() : 1)) {
+      return Error{"the pictures are not those of the file"};
+    }
     if (auto possible = checkWritable(from); !possible) return possible;
     const Structure& structure = from.structure();
     if (image.width != structure.width || image.height != structure.height) {
@@ -112,21 +125,50 @@ class Writer final : public CodecWriter {
     return file_->seek(end);
   }
 
+  void noteIndex(const std::vector<PreparedSegment>& segments,
+                 const std::vector<std::uint64_t>& positions) {
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+      if (segments[i].original.data() == index_->payload.data()) indexPosition_ = positions[i];
+    }
+  }
+
+  // What the index counted as the picture's beyond its end-of-image marker, it counts again.
+  void noteWritten(const Properties& from, std::uint64_t begin) {
+    std::uint64_t size = file_->position() - begin;
+    if (index_) {
+      const std::size_t counted = index_->pictures[from.number()].size;
+      if (counted > from.structure().end) size += counted - from.structure().end;
+    }
+    written_.push_back({begin, size});
+  }
+
+  Result<void> writeIndex() {
+    if (!index_) return {};
+    const std::uint64_t end = file_->position();
+    for (std::size_t i = 0; i < written_.size(); ++i) {
+      const auto place = index_->encodePlace(written_[i].size, written_[i].begin, indexPosition_);
+      if (auto moved = file_->seek(indexPosition_ + index_->placeField(i)); !moved) return moved;
+      if (auto patched = file_->write(place); !patched) return patched;
+    }
+    return file_->seek(end);
+  }
+
   OutputFile* file_;
+  std::size_t frames_;
+  std::vector<Written> written_;
+  std::optional<MultiPictureIndex> index_;
+  std::uint64_t indexPosition_ = 0;  // of its segment's payload in the new file
   std::optional<ExifThumbnail> thumbnail_;
   std::optional<ThumbnailPainter> painter_;
   std::uint64_t thumbnailSegment_ = 0;  // where its segment's payload stands in the new file
   FileBytes source_;                    // the properties may be gone before finish()
-  std::span<const std::byte> trailer_;  // in it
-  bool added_ = false;
 };
 
 }  // namespace
 
 Result<std::unique_ptr<CodecWriter>> createWriter(OutputFile& file, std::size_t frames,
                                                   const EncodeOptions&) {
-  if (frames != 1) return Error{"a JPEG holds one picture"};
-  return std::unique_ptr<CodecWriter>(std::make_unique<Writer>(file));
+  return std::unique_ptr<CodecWriter>(std::make_unique<Writer>(file, frames));
 }
 
 }  // namespace kelvo::jpeg

@@ -21,15 +21,16 @@ Result<void> rewrite(const std::string& path, Adjustment adjustment,
   const auto destination = CGImageDestinationCreateWithURL(
       url, CGImageSourceGetType(**source), CGImageSourceGetCount(**source), options);
   if (!destination) return destination.error();
-  const auto image = CGImageSourceCreateImageAtIndex(**source, 0);
-  if (!image) return image.error();
-  auto properties = CGImageSourceCopyPropertiesAtIndex(**source, 0);
-  if (!properties) return properties.error();
-  const CGImage adjusted = adjustment == Adjustment::invert ? inverted(*image) : *image;
-  auto added = CGImageDestinationAddImage(**destination, adjusted, **properties);
-  if (!added) return added;
-  // As the action does: the properties go before the file is finalized.
-  properties = Error{"released"};
+  for (std::size_t frame = 0; frame < CGImageSourceGetCount(**source); ++frame) {
+    const auto image = CGImageSourceCreateImageAtIndex(**source, frame);
+    if (!image) return image.error();
+    // As in the action, the properties are gone before the file is finalized.
+    const auto properties = CGImageSourceCopyPropertiesAtIndex(**source, frame);
+    if (!properties) return properties.error();
+    const CGImage adjusted = adjustment == Adjustment::invert ? inverted(*image) : *image;
+    auto added = CGImageDestinationAddImage(**destination, adjusted, **properties);
+    if (!added) return added;
+  }
   return CGImageDestinationFinalize(**destination);
 }
 
