@@ -110,7 +110,7 @@ int edit(Console& console, const EditWorkflow& command) {
     values.push_back(argument.data());
   }
   values.push_back(nullptr);
-  return (*window)(static_cast<int>(arguments.size()), values.data());
+  return window->open(static_cast<int>(arguments.size()), values.data());
 }
 
 int execute(Command command, Console& console) {

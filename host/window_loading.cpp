@@ -19,7 +19,7 @@ bool isSet(const char* name) {
 
 }  // namespace
 
-Result<WindowMain*> loadWindow(const std::vector<std::string>& directories) {
+Result<WindowEntry> loadWindow(const std::vector<std::string>& directories) {
   std::string looked;
   for (const std::string& directory : directories) {
     const std::string path = directory + "/" + kModule;
@@ -33,7 +33,7 @@ Result<WindowMain*> loadWindow(const std::vector<std::string>& directories) {
       return Error{"the window cannot be loaded: " + std::string(::dlerror())};
     }
     if (void* const entry = ::dlsym(module, kEntry)) {
-      return reinterpret_cast<WindowMain*>(entry);
+      return WindowEntry{reinterpret_cast<int (*)(int, char**)>(entry)};
     }
     return Error{"the window cannot be loaded: '" + path + "' is not its module"};
   }

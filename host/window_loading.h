@@ -9,11 +9,13 @@
 namespace kelvo::host {
 
 // The window's entry: see host/window/window_module.h.
-using WindowMain = int(int count, char** arguments);
+struct WindowEntry {
+  int (*open)(int count, char** arguments) = nullptr;
+};
 
 // Loads the window's module, and the toolkit with it, for the rest of the process. Errors: it is in
 // none of the directories, or something that it needs is not installed.
-Result<WindowMain*> loadWindow(const std::vector<std::string>& directories);
+Result<WindowEntry> loadWindow(const std::vector<std::string>& directories);
 
 // Why no window could be shown, as far as the environment tells: absent if it may well be. What the
 // toolkit is told by QT_QPA_PLATFORM needs no display.
