@@ -108,6 +108,7 @@ extern const Codec kGifCodec;
 extern const Codec kJpegCodec;
 extern const Codec kPngCodec;
 extern const Codec kTiffCodec;
+extern const Codec kWebpCodec;
 extern const Codec kPhotoshopCodec;
 
 }  // namespace kelvo
