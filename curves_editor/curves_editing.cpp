@@ -51,7 +51,7 @@ void KelvoTQCurvesView::addPointToCurveAt(NSPoint q) {
     if (points[i].x < x && x < points[i + 1].x) {
       promisedIndexToSelect_ = static_cast<int>(i) + 1;
       insertIntoActive(promisedIndexToSelect_, q);
-      pushCursor(CurvesCursor::movePoint);
+      pushCursor(movePointCursor());
       return;
     }
   }
@@ -101,7 +101,7 @@ void KelvoTQCurvesView::temporalyRemovePointFromActiveChannelAtIndex(int at) {
   isTemporalyRemoved_ = true;
   temporalyRemovedIndex_ = at;
   removeFromActive(at);
-  pushCursor(CurvesCursor::main);
+  pushCursor(mainViewCursor());
   redisplay();
 }
 
@@ -109,7 +109,7 @@ void KelvoTQCurvesView::putBackTemporalyRemovedPoint(NSPoint p) {
   const int t = temporalyRemovedIndex_;
   if (t < 1 || t >= static_cast<int>(active().points.size())) return;
   insertIntoActive(t, p);
-  pushCursor(CurvesCursor::movePoint);
+  pushCursor(movePointCursor());
   redisplay();
 }
 
@@ -118,7 +118,7 @@ void KelvoTQCurvesView::removeSelectedPoint() {
   if (!isInterior(s)) return;
   removeFromActive(s);
   mouseDownAction_ = MouseDownAction::none;
-  pushCursor(CurvesCursor::main);
+  pushCursor(mainViewCursor());
   redisplay();
 }
 

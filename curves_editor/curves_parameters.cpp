@@ -58,6 +58,7 @@ void KelvoTQCurvesView::saveParameters() const {
 }
 
 void KelvoTQCurvesView::loadParameters() {
+  const CurvesState before = state();
   for (std::size_t channel = 0; channel < curves_.size(); ++channel) {
     selected_[channel] = kNoSelection;
     std::vector<CurvePoint> points;
@@ -70,6 +71,8 @@ void KelvoTQCurvesView::loadParameters() {
   }
   for (int channel = 0; channel < 4; ++channel) recalculateCurveValues(channel);
   mousePressed_ = false;
+  beforePress_.reset();
+  if (state().points != before.points) history_.clear();
   redisplay();
   postChange();
 }

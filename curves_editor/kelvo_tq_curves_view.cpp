@@ -1,6 +1,7 @@
 #include "curves_editor/kelvo_tq_curves_view.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/foundation/ns_notification_center.h"
 
@@ -22,10 +23,6 @@ KelvoTQCurvesView::KelvoTQCurvesView() {
   }
 }
 
-void KelvoTQCurvesView::reconfigureTrackingRect() {
-  if (host_ != nullptr) host_->resetTrackingRect();
-}
-
 void KelvoTQCurvesView::setActiveChannel(int channel) {
   if (channel == activeChannel_) return;
   activeChannel_ = channel;
@@ -33,12 +30,15 @@ void KelvoTQCurvesView::setActiveChannel(int channel) {
 }
 
 void KelvoTQCurvesView::resetCurves() {
+  CurvesState before = beforePress_ ? std::move(*beforePress_) : state();
+  beforePress_.reset();
   for (int channel = 0; channel < kChannels; ++channel) {
     curves_[index(channel)].points = {{0, 0}, {kPlotMaximum, kPlotMaximum}};
     selected_[index(channel)] = kNoSelection;
   }
   for (int channel = 0; channel < kChannels; ++channel) recalculateCurveValues(channel);
   mousePressed_ = false;
+  history_.record(std::move(before), state());
   redisplay();
   postChange();
 }
@@ -47,6 +47,11 @@ void KelvoTQCurvesView::recalculateCurveValues(int channel) {
   if (channel < 0 || channel >= kChannels) return;
   ToneCurve& c = curves_[index(channel)];
   recalculateCurve(c);
+  fillBezierControlPointsForChannel(channel);
+  auto& curvePoints = outlines_[index(channel)].curvePoints;
+  for (std::size_t i = 0; i < curvePoints.size(); ++i) {
+    curvePoints[i] = {static_cast<double>(i) + kMargin, c.cache[i] + double{kMargin}};
+  }
   float checksum = 0;
   for (const CurvePoint& point : c.points) checksum = point.x + point.y + checksum;
   checksums_[index(channel)] = checksum;
@@ -78,17 +83,12 @@ CIImageRef KelvoTQCurvesView::curvesValuesImageForColorSpace_forOKAction(
   return rampImage(ramp, colorSpace);
 }
 
-void KelvoTQCurvesView::endTemporalRemoval() {
-  isTemporalyRemoved_ = false;
-  temporalyRemovedIndex_ = kNoSelection;
-}
-
 void KelvoTQCurvesView::redisplay() {
   if (host_ != nullptr) host_->setNeedsDisplay();
 }
 
-void KelvoTQCurvesView::pushCursor(CurvesCursor cursor) {
-  if (host_ != nullptr) host_->pushCursor(cursor);
+void KelvoTQCurvesView::display() {
+  if (host_ != nullptr) host_->display();
 }
 
 void KelvoTQCurvesView::postChange() const {

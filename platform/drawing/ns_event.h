@@ -10,7 +10,6 @@ constexpr unsigned NSAlternateKeyMask = 0x80000;
 constexpr unsigned NSCommandKeyMask = 0x100000;
 
 // Numbers of the keys that views handle; every other key is kKeyOther.
-constexpr int kKeyX = 7;
 constexpr int kKeyZ = 6;
 constexpr int kKeyC = 8;
 constexpr int kKeyV = 9;
@@ -25,8 +24,19 @@ constexpr int kKeyDown = 125;
 constexpr int kKeyUp = 126;
 constexpr int kKeyOther = 0xFFFF;
 
+enum class NSEventType {
+  mouseDown,
+  mouseDragged,
+  mouseUp,
+  mouseMoved,
+  mouseEntered,
+  mouseExited,
+  keyDown,
+};
+
 // What the pointer or the keyboard did.
 struct NSEvent {
+  NSEventType type = NSEventType::mouseMoved;
   NSPoint locationInWindow;  // in the window's units, y upwards from its lower left corner
   unsigned modifierFlags = 0;
   int keyCode = kKeyOther;

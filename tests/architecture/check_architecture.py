@@ -19,11 +19,12 @@ LAYERS = {
         "platform/foundation", "platform/pixels", "platform/color", "platform/kernel_language"],
     "platform/workflow": [
         "platform/foundation", "platform/pixels", "platform/image", "platform/image_io"],
+    "platform/open_save": ["platform/foundation", "platform/pixels", "platform/image_io"],
     "platform/drawing": [
         "platform/foundation", "platform/pixels", "platform/color", "platform/image"],
     "platform/ui": [
         "platform/foundation", "platform/pixels", "platform/color", "platform/image",
-        "platform/drawing"],
+        "platform/image_io", "platform/drawing"],
     "kernels": ["platform"],
     "curves": ["platform"],
     "curves_editor": ["platform", "curves"],

@@ -216,7 +216,7 @@ TEST_F(CurvesEditing, AnInnerPointDraggedNearerThanFourUnitsToANeighbourIsTakenO
     EXPECT_EQ(view_.mouseDownAction(), MouseDownAction::movePoint);
     EXPECT_TRUE(isRecalculated());
     EXPECT_EQ(host_.takeCalls(), (Calls{"main cursor", "redisplay"}));
-    view_.endTemporalRemoval();
+    view_.mouseUp({});
   }
 }
 
@@ -307,7 +307,7 @@ TEST_F(CurvesPointOut, WithinOneDragItMayGoOutAndComeBackAnyNumberOfTimes) {
 }
 
 TEST_F(CurvesPointOut, AfterTheDragItStaysOutForGood) {
-  view_.endTemporalRemoval();
+  view_.mouseUp({});
   EXPECT_FALSE(view_.isTemporalyRemoved());
   EXPECT_EQ(view_.temporalyRemovedIndex(), -1);
   view_.moveSelectedPointInActiveChannelToPosition({90, 33});
@@ -489,7 +489,7 @@ TEST_F(CurvesEditing, WhateverIsDoneTheXAscendAndTheTablesFollowThePoints) {
         view_.selectPromisedPointInActiveChannelAndMooveToPoint(at);
         break;
       case 6:
-        if (random() % 8 == 0) view_.endTemporalRemoval();
+        if (random() % 8 == 0) view_.mouseUp({});
         break;
       default:
         view_.setPromisedIndexToSelect(index);
