@@ -20,8 +20,8 @@ struct BundleInfo {
   bool confined = true;  // false: the action needs the network, processes or other directories
 };
 
-// A loadable bundle: a directory NAME.action with Contents/Info.json, Contents/Linux/ and
-// Contents/Resources/.
+// A loadable bundle, an action or a framework: a directory NAME.action or NAME.framework with
+// Contents/Info.json, Contents/Linux/ and Contents/Resources/.
 class NSBundle {
  public:
   // Reads Info.json; loads no code. Errors: no such bundle, an Info.json that says too little.

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <memory>
-#include <string_view>
-
+#include "platform/foundation/class_factory.h"
 #include "platform/workflow/am_bundle_action.h"
 
 namespace kelvo {
@@ -15,19 +13,13 @@ using PrincipalClassFactory = AMBundleAction*(const char* className);
 
 constexpr const char* kPrincipalClassFactory = "kelvoCreatePrincipalClass";
 
-template <typename Class>
-AMBundleAction* createPrincipalClass(std::string_view wanted, std::string_view name) noexcept try {
-  return wanted == name ? std::make_unique<Class>().release() : nullptr;
-} catch (...) {
-  return nullptr;
-}
-
 }  // namespace kelvo
 
 // Exports the factory for one class. Used once in a module, in the namespace of the class and with
 // the class's plain name: KELVO_EXPORT_PRINCIPAL_CLASS(Kelvo_Images)
-#define KELVO_EXPORT_PRINCIPAL_CLASS(Class)                                        \
-  extern "C" __attribute__((visibility("default"))) kelvo::AMBundleAction*         \
-  kelvoCreatePrincipalClass(const char* className) {                               \
-    return kelvo::createPrincipalClass<Class>(className ? className : "", #Class); \
+#define KELVO_EXPORT_PRINCIPAL_CLASS(Class)                                                     \
+  extern "C" __attribute__((visibility("default"))) kelvo::AMBundleAction*                      \
+  kelvoCreatePrincipalClass(const char* className) {                                            \
+    return kelvo::createObjectOfClass<Class, kelvo::AMBundleAction>(className ? className : "", \
+                                                                    #Class);                    \
   }
