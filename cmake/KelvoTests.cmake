@@ -1,14 +1,19 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-# kelvo_add_test(NAME SOURCES files... [LIBRARIES targets...])
-# One test program; every GoogleTest case in it becomes a test of its own in ctest.
+# kelvo_add_test(NAME SOURCES files... [LIBRARIES targets...] [ENVIRONMENT variables...])
+# One test program; every GoogleTest case in it becomes a test of its own in ctest. Variables are
+# given as NAME=VALUE.
 function(kelvo_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kelvo_compiler kelvo_platform ${arg_LIBRARIES}
     GTest::gmock GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE
     KELVO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KELVO_BINARY_DIR="${PROJECT_BINARY_DIR}")
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+  set(properties TIMEOUT 300)
+  if(arg_ENVIRONMENT)
+    list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
 endfunction()
