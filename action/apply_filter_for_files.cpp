@@ -130,11 +130,12 @@ class FileRun {
     }
     const bool keepDepth =
         options_.replace.encode.keepDepth && frameImage->layout.type == SampleType::u16;
-    auto rendered = render(applyImage(parameters_, image),
-                           {.type = keepDepth ? SampleType::u16 : SampleType::u8,
-                            .dropAlpha = frameImage->layout.alpha == AlphaInfo::none,
-                            .colorSpace = ownSpace,
-                            .maxMemoryBytes = options_.replace.limits.maxMemoryBytes});
+    auto rendered = render(
+        applyImage(parameters_, image, keptBytesWithin(options_.replace.limits.maxMemoryBytes)),
+        {.type = keepDepth ? SampleType::u16 : SampleType::u8,
+         .dropAlpha = frameImage->layout.alpha == AlphaInfo::none,
+         .colorSpace = ownSpace,
+         .maxMemoryBytes = options_.replace.limits.maxMemoryBytes});
     if (!rendered) {
       NSLog(atFrame("Error: Cann't load this file, newImage problem", frame),
             rendered.error().message);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/image/render.h"
+#include "platform/pixels/kept_pixels.h"
 #include "platform/pixels/premultiply.h"
 
 namespace kelvo {
@@ -17,15 +18,13 @@ namespace {
 constexpr std::uint32_t kRowsAtATime = 16;
 constexpr int kMatchProblem = -4;
 
-// The colours of a strip of 8-bit pixels, three bytes each, and back into it. Colour is
-// unpremultiplied on the way out and premultiplied on the way in.
+// The colours of a strip of 8-bit pixels, packed in three bytes each, and back into it.
 class ColorStrip {
  public:
   explicit ColorStrip(std::size_t components) : components_(components) {}
 
   std::span<std::uint8_t> unpack(std::span<std::uint8_t> pixels) {
     if (components_ == 3) return pixels;
-    vImageUnpremultiplyData_RGBA8888(pixels);
     colors_.resize(pixels.size() / 4 * 3);
     for (std::size_t i = 0; i < pixels.size() / 4; ++i) {
       std::memcpy(&colors_[3 * i], &pixels[4 * i], 3);
@@ -37,13 +36,17 @@ class ColorStrip {
     for (std::size_t i = 0; i < pixels.size() / 4; ++i) {
       std::memcpy(&pixels[4 * i], &colors_[3 * i], 3);
     }
-    vImagePremultiplyData_RGBA8888(pixels);
   }
+  [[nodiscard]] std::size_t components() const { return components_; }
 
  private:
   std::size_t components_;
   std::vector<std::uint8_t> colors_;
 };
+
+std::span<std::uint8_t> levelsOf(std::span<std::byte> pixels) {
+  return {reinterpret_cast<std::uint8_t*>(pixels.data()), pixels.size()};
+}
 
 CMBitmap bitmapOf(std::span<std::uint8_t> colors, BitmapSpace space) {
   CMBitmap bitmap;
@@ -55,69 +58,92 @@ CMBitmap bitmapOf(std::span<std::uint8_t> colors, BitmapSpace space) {
   return bitmap;
 }
 
-void toLab(std::span<std::uint8_t> colors) {
+using LightnessTable = std::array<std::uint8_t, 256>;
+
+// Premultiplied RGB to L*a*b*, in place; alpha stays.
+void toLab(std::span<std::uint8_t> pixels, ColorStrip& strip) {
+  if (strip.components() == 4) vImageUnpremultiplyData_RGBA8888(pixels);
+  const std::span<std::uint8_t> colors = strip.unpack(pixels);
   const CMBitmap lab = bitmapOf(colors, BitmapSpace::cmLAB24Space);
   matchFromBitmap(bitmapOf(colors, BitmapSpace::cmRGB24Space), &lab, ColorProfile::deviceRGB,
                   ColorProfile::lab);
+  strip.pack(pixels);
 }
 
-void toRgb(std::span<std::uint8_t> colors) {
+// The way back, with another lightness.
+void toRgb(std::span<std::uint8_t> pixels, const LightnessTable& lightness, ColorStrip& strip) {
+  const std::span<std::uint8_t> colors = strip.unpack(pixels);
+  for (std::size_t i = 0; i < colors.size(); i += 3) colors[i] = lightness[colors[i]];
   const CMBitmap rgb = bitmapOf(colors, BitmapSpace::cmRGB24Space);
   matchFromBitmap(bitmapOf(colors, BitmapSpace::cmLAB24Space), &rgb, ColorProfile::lab,
                   ColorProfile::deviceRGB);
+  strip.pack(pixels);
+  if (strip.components() == 4) vImagePremultiplyData_RGBA8888(pixels);
 }
 
-std::optional<LightnessStretch> measure(const CGImage& image) {
+struct Measured {
+  LightnessTable lightness{};
+  std::optional<CGImage> lab;  // the picture in L*a*b*, if it was kept
+};
+
+// A picture too large to be kept. False if a row cannot be read.
+bool countLightnessOf(const CGImage& image, std::uint64_t (&histogram)[256]) {
   auto rows = image.openRows();
-  if (!rows) return std::nullopt;
-  std::uint64_t histogram[256] = {};
+  if (!rows) return false;
   const std::size_t rowBytes = image.width * image.layout.pixelBytes();
   std::vector<std::uint8_t> pixels(rowBytes * kRowsAtATime);
   ColorStrip strip(image.layout.components);
   for (std::uint32_t y = 0; y < image.height; y += kRowsAtATime) {
     const std::uint32_t height = std::min(kRowsAtATime, image.height - y);
     const std::span<std::uint8_t> part(pixels.data(), rowBytes * height);
-    if (!(*rows)->read(std::as_writable_bytes(part), height)) return std::nullopt;
+    if (!(*rows)->read(std::as_writable_bytes(part), height)) return false;
+    if (strip.components() == 4) vImageUnpremultiplyData_RGBA8888(part);
     const std::span<std::uint8_t> colors = strip.unpack(part);
     countLightness(colors.data(), colors.size() / 3, histogram);
   }
-  return measureLightness(histogram, image.width, image.height);
+  return true;
 }
 
-using LightnessTable = std::array<std::uint8_t, 256>;
-
-LightnessTable tableOf(const LightnessStretch& lightness) {
-  LightnessTable table{};
-  for (std::size_t i = 0; i < table.size(); ++i) {
-    table[i] = lightness(static_cast<std::uint8_t>(i));
+// A picture that cannot be read fails again, with its cause, when the result is rendered.
+Measured measure(const CGImage& image, std::uint64_t mostKeptBytes) {
+  Measured measured;
+  std::uint64_t histogram[256] = {};
+  ColorStrip strip(image.layout.components);
+  measured.lab = keepPixels(image, mostKeptBytes, [&](std::span<std::byte> bytes) {
+    const std::span pixels = levelsOf(bytes);
+    toLab(pixels, strip);
+    for (std::size_t i = 0; i < pixels.size(); i += strip.components()) ++histogram[pixels[i]];
+  });
+  LightnessStretch lightness;
+  if (measured.lab || countLightnessOf(image, histogram)) {
+    lightness = measureLightness(histogram, image.width, image.height);
   }
-  return table;
+  for (std::size_t i = 0; i < measured.lightness.size(); ++i) {
+    measured.lightness[i] = lightness(static_cast<std::uint8_t>(i));
+  }
+  return measured;
 }
 
-void stretch(const LightnessTable& lightness, std::span<std::uint8_t> pixels, ColorStrip& strip) {
-  const std::span<std::uint8_t> colors = strip.unpack(pixels);
-  toLab(colors);
-  for (std::size_t i = 0; i < colors.size(); i += 3) colors[i] = lightness[colors[i]];
-  toRgb(colors);
-  strip.pack(pixels);
-}
+enum class Coded : std::uint8_t { asRgb, asLab };
 
+// Rows of RGB or of kept L*a*b*, as RGB with another lightness.
 class StretchedRows final : public RowSource {
  public:
-  StretchedRows(std::unique_ptr<RowSource> rows, const LightnessTable& lightness,
+  StretchedRows(std::unique_ptr<RowSource> rows, Coded coded, const LightnessTable& lightness,
                 std::size_t components)
-      : rows_(std::move(rows)), lightness_(lightness), strip_(components) {}
+      : rows_(std::move(rows)), coded_(coded), lightness_(lightness), strip_(components) {}
 
   Result<void> read(std::span<std::byte> pixels, std::uint32_t rows) override {
     auto read = rows_->read(pixels, rows);
-    if (read) {
-      stretch(lightness_, {reinterpret_cast<std::uint8_t*>(pixels.data()), pixels.size()}, strip_);
-    }
-    return read;
+    if (!read) return read;
+    if (coded_ == Coded::asRgb) toLab(levelsOf(pixels), strip_);
+    toRgb(levelsOf(pixels), lightness_, strip_);
+    return {};
   }
 
  private:
   std::unique_ptr<RowSource> rows_;
+  Coded coded_;
   LightnessTable lightness_;
   ColorStrip strip_;
 };
@@ -128,7 +154,8 @@ std::shared_ptr<const Palette> stretchedPalette(const Palette& palette,
   ColorStrip strip(4);
   for (auto& entry : *mapped) {
     vImagePremultiplyData_RGBA8888(entry);
-    stretch(lightness, entry, strip);
+    toLab(entry, strip);
+    toRgb(entry, lightness, strip);
     vImageUnpremultiplyData_RGBA8888(entry);
   }
   return mapped;
@@ -175,21 +202,20 @@ std::uint8_t LightnessStretch::operator()(std::uint8_t lightness) const {
   return static_cast<std::uint8_t>(static_cast<float>(lightness - low) * scale);
 }
 
-CIImageRef applyAutoForCIImage(const CIImageRef& image) {
-  auto bitmap = render(image, {});
+CIImageRef applyAutoForCIImage(const CIImageRef& image, std::uint64_t mostKeptBytes) {
+  const auto bitmap = render(image, {});
   if (!bitmap) return nullptr;
-  // A picture that cannot be read fails again, with its cause, when the result is rendered.
-  const LightnessTable lightness = tableOf(measure(*bitmap).value_or(LightnessStretch{}));
+  const Measured measured = measure(*bitmap, mostKeptBytes);
   CGImage result = *bitmap;
-  result.openRows = [open = std::move(bitmap->openRows), lightness,
-                     components =
-                         result.layout.components]() -> Result<std::unique_ptr<RowSource>> {
-    auto rows = open();
+  result.openRows = [source = measured.lab ? *measured.lab : *bitmap,
+                     coded = measured.lab ? Coded::asLab : Coded::asRgb,
+                     lightness = measured.lightness]() -> Result<std::unique_ptr<RowSource>> {
+    auto rows = source.openRows();
     if (!rows) return rows;
-    return std::unique_ptr<RowSource>(
-        std::make_unique<StretchedRows>(std::move(rows).value(), lightness, components));
+    return std::unique_ptr<RowSource>(std::make_unique<StretchedRows>(
+        std::move(rows).value(), coded, lightness, source.layout.components));
   };
-  if (result.palette) result.palette = stretchedPalette(*result.palette, lightness);
+  if (result.palette) result.palette = stretchedPalette(*result.palette, measured.lightness);
   return CIImage::imageWithCGImage(std::move(result));
 }
 

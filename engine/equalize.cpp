@@ -4,10 +4,13 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "engine/apply_filter.h"
 #include "platform/image/render.h"
+#include "platform/pixels/kept_pixels.h"
 #include "platform/pixels/premultiply.h"
 
 namespace kelvo {
@@ -41,6 +44,15 @@ bool count(const CGImage& image, Histogram& histogram) {
   return true;
 }
 
+// The picture with its own pixels in memory, as deep as they are; itself if they do not fit or it
+// is not a picture that can be read, but a recipe.
+CIImageRef keptImage(const CIImageRef& image, std::uint64_t mostBytes) {
+  const auto* source = image ? std::get_if<CIImage::Source>(&image->recipe()) : nullptr;
+  if (source == nullptr) return image;
+  auto kept = keepPixels(source->image, mostBytes);
+  return kept ? CIImage::imageWithCGImage(*std::move(kept)) : image;
+}
+
 }  // namespace
 
 void getGrayMin(float& lower, float& upper, const CGImage& image) {
@@ -62,7 +74,8 @@ void getGrayMin(float& lower, float& upper, const CGImage& image) {
   upper = (255.0F - static_cast<float>(fromTop)) / 255.0F;
 }
 
-CIImageRef applyEqualizeForCIImage(const CIImageRef& image) {
+CIImageRef applyEqualizeForCIImage(const CIImageRef& original, std::uint64_t mostKeptBytes) {
+  const CIImageRef image = keptImage(original, mostKeptBytes);
   const auto bitmap = render(image, {});
   if (!bitmap) return nullptr;
   float lower = 0;

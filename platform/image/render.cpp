@@ -17,6 +17,8 @@ namespace {
 // that are turned away by their codecs' limits long before.
 constexpr double kLargestSide = 1 << 30;
 
+constexpr PixelLayout kOpaque8{3, SampleType::u8, AlphaInfo::none};
+
 bool isWhole(double value) { return std::floor(value) == value && std::abs(value) <= kLargestSide; }
 
 PixelLayout resultLayout(const FusedProgram& fused, const RenderOptions& options) {
@@ -30,9 +32,8 @@ PixelLayout resultLayout(const FusedProgram& fused, const RenderOptions& options
 // The colour table of an indexed frame, adjusted like any row of pixels.
 Palette mapPalette(const FusedProgram& fused, const Palette& palette) {
   const PixelLayout input = fused.sources.front().image.layout;
-  const PixelLayout output = fused.opaque
-                                 ? PixelLayout{3, SampleType::u8, AlphaInfo::none}
-                                 : PixelLayout{4, SampleType::u8, AlphaInfo::premultipliedLast};
+  const PixelLayout output =
+      fused.opaque ? kOpaque8 : PixelLayout{4, SampleType::u8, AlphaInfo::premultipliedLast};
   std::vector<std::byte> from;
   for (const auto& entry : palette) {
     for (std::size_t c = 0; c < input.components; ++c) from.push_back(std::byte{entry[c]});
@@ -53,11 +54,29 @@ Palette mapPalette(const FusedProgram& fused, const Palette& palette) {
   return mapped;
 }
 
-bool staysIndexed(const FusedProgram& fused) {
+// One source, whose pixels are those of the result, each in its place.
+bool coversExtent(const FusedProgram& fused) {
   if (fused.sources.size() != 1 || fused.positional) return false;
   const PlacedSource& source = fused.sources.front();
-  return source.image.palette != nullptr && source.x == 0 && source.y == 0 &&
-         source.image.width == fused.extent.width && source.image.height == fused.extent.height;
+  return source.x == 0 && source.y == 0 && source.image.width == fused.extent.width &&
+         source.image.height == fused.extent.height;
+}
+
+bool staysIndexed(const FusedProgram& fused) {
+  return coversExtent(fused) && fused.sources.front().image.palette != nullptr;
+}
+
+// The one source whose rows are the result's as they are: opaque, of 8 bits, and not altered.
+const CGImage* unalteredSource(const FusedProgram& fused, const PixelLayout& layout) {
+  if (!fused.opaque || layout != kOpaque8 || !coversExtent(fused) ||
+      fused.sources.front().image.layout != kOpaque8) {
+    return nullptr;
+  }
+  for (std::uint32_t c = 0; c < 3; ++c) {
+    const auto& value = fused.program.instructions[fused.program.outputs[c]];
+    if (value.op != kernel_language::Op::input || value.immediate != c) return nullptr;
+  }
+  return &fused.sources.front().image;
 }
 
 }  // namespace
@@ -84,6 +103,7 @@ Result<CGImage> render(const CIImageRef& image, const RenderOptions& options) {
       .colorSpace = options.colorSpace,
       .openRows = [shared, executable, layout]() { return openStrips(shared, executable, layout); },
       .palette = nullptr};
+  if (const CGImage* source = unalteredSource(*shared, layout)) result.openRows = source->openRows;
   if (options.type == SampleType::u8 && staysIndexed(*shared)) {
     result.palette = std::make_shared<const Palette>(
         mapPalette(*shared, *shared->sources.front().image.palette));

@@ -267,6 +267,25 @@ TEST_F(Run, TheHostIsToldOfEveryFile) {
   EXPECT_EQ(told[1].path, missing);
 }
 
+TEST_F(Run, FilesAreTheSameWhetherTheirPixelsFitIntoMemoryOrNot) {
+  for (const char* filter : {"1", "14"}) {  // Auto, Equalize
+    for (const char* name : {"a.jpg", "a.png", "a.tif"}) {
+      const std::string path =
+          made(name, "-size 90x70 gradient:'rgb(70,80,90)-rgb(150,140,120)' -type TrueColor");
+      const std::string old = readFile(path);
+      EXPECT_EQ(run({path}, filter), PathList{path}) << name;
+      const std::string kept = readFile(path);
+      writeFile(path, old);
+      RunOptions options;
+      options.replace.limits.maxMemoryBytes = 4 * (90 * 70 * 3 - 1);
+      EXPECT_EQ(run({path}, filter, options), PathList{path}) << name;
+      EXPECT_EQ(readFile(path), kept) << name;
+      EXPECT_NE(kept, old) << name;
+    }
+  }
+  EXPECT_TRUE(log_.texts().empty());
+}
+
 TEST_F(Run, SixteenBitsAreKeptWhenAskedFor) {
   RunOptions options;
   options.replace.encode.keepDepth = true;

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 
+#include "tests/support/counted_passes.h"
 #include "tests/support/pixels.h"
 
 namespace kelvo {
@@ -240,6 +241,25 @@ TEST(Auto, AnIndexedPictureStaysIndexed) {
   const auto rows = testing::rendered(applyAutoForCIImage(CIImage::imageWithCGImage(indexed)));
   EXPECT_EQ(result->palette->at(0), rows.front());
   EXPECT_EQ(result->palette->at(1), rows.back());
+}
+
+TEST(Auto, APictureKeptAndAPictureDecodedAgainComeOutTheSame) {
+  const auto translucent = testing::translucentPixels(18 * 18 * 18);
+  for (const auto& [pixels, layout] :
+       {std::pair(dullColors(), kOpaque8), std::pair(translucent, kStraight8),
+        std::pair(translucent, testing::kPremultiplied8)}) {
+    const CGImage picture = testing::picture(pixels, layout, 18);
+    const std::uint64_t bytes = pixels.size() * layout.pixelBytes();
+    const auto passes = std::make_shared<int>(0);
+    const CIImageRef input = CIImage::imageWithCGImage(testing::countingPasses(picture, passes));
+    const auto kept = testing::rendered(applyAutoForCIImage(input, bytes));
+    EXPECT_EQ(*passes, 1);
+    const auto decodedAgain = testing::rendered(applyAutoForCIImage(input, bytes - 1));
+    EXPECT_EQ(*passes, 3);
+    EXPECT_EQ(kept.size(), pixels.size());
+    EXPECT_EQ(kept, decodedAgain);
+    EXPECT_NE(kept, testing::rendered(input));
+  }
 }
 
 TEST(Auto, WithoutAnImageThereIsNoResult) { EXPECT_EQ(applyAutoForCIImage(nullptr), nullptr); }

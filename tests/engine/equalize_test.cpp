@@ -5,6 +5,7 @@
 #include <random>
 
 #include "engine/filter_globals.h"
+#include "tests/support/counted_passes.h"
 #include "tests/support/formula.h"
 
 namespace kelvo {
@@ -254,6 +255,46 @@ TEST(Equalize, AnIndexedPictureIsMeasuredLikeAnyOther) {
   indexed.palette = std::make_shared<const Palette>(table);
   EXPECT_EQ(testing::rendered(equalized(CIImage::imageWithCGImage(indexed))), plain);
   EXPECT_NE(plain, testing::rendered(testing::image(pixels, kStraight8, 30)));
+}
+
+TEST(Equalize, APictureKeptAndAPictureDecodedAgainComeOutTheSame) {
+  registerAdjustmentFilters();
+  const auto opaque = randomPixels(900, 11, 60, 150);
+  const auto translucent = testing::translucentPixels(900);
+  for (const auto& [pixels, layout] :
+       {std::pair(opaque, kOpaque8), std::pair(translucent, kStraight8),
+        std::pair(translucent, kPremultiplied8)}) {
+    const std::uint64_t bytes = pixels.size() * layout.pixelBytes();
+    const auto passes = std::make_shared<int>(0);
+    const CIImageRef input =
+        CIImage::imageWithCGImage(testing::countingPasses(picture(pixels, layout, 30), passes));
+    const auto kept = testing::rendered(applyEqualizeForCIImage(input, bytes));
+    EXPECT_EQ(*passes, 1);
+    const auto decodedAgain = testing::rendered(applyEqualizeForCIImage(input, bytes - 1));
+    EXPECT_EQ(*passes, 3);
+    EXPECT_EQ(kept.size(), pixels.size());
+    EXPECT_EQ(kept, decodedAgain);
+    EXPECT_NE(kept, testing::rendered(input));
+  }
+}
+
+TEST(Equalize, AKeptPictureKeepsItsDepth) {
+  registerAdjustmentFilters();
+  // Levels of 16 bits between those of 8.
+  constexpr PixelLayout kDeep{3, SampleType::u16, AlphaInfo::none};
+  std::vector<std::uint16_t> samples;
+  for (int i = 0; i < 900 * 3; ++i) samples.push_back(static_cast<std::uint16_t>(20000 + 7 * i));
+  const auto bytes = std::as_bytes(std::span(samples));
+  const CIImageRef input = CIImage::imageWithCGImage(CGImageCreateWithPixels(
+      30, 30, kDeep, {bytes.begin(), bytes.end()}, CGColorSpaceCreateDeviceRGB()));
+  const auto deep = [&](std::uint64_t mostKept) {
+    const auto result = render(applyEqualizeForCIImage(input, mostKept), {.type = SampleType::u16});
+    if (!result) return std::vector<std::byte>();
+    auto pixels = readAllPixels(*result);
+    return pixels ? *std::move(pixels) : std::vector<std::byte>();
+  };
+  EXPECT_EQ(deep(bytes.size()).size(), bytes.size());
+  EXPECT_EQ(deep(bytes.size()), deep(0));
 }
 
 TEST(Equalize, WithoutAnImageThereIsNoResult) { EXPECT_EQ(equalized(nullptr), nullptr); }
