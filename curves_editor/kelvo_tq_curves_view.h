@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "curves_editor/curves_transparent_window.h"
 #include "curves_editor/value_field.h"
 #include "curves_editor/view_host.h"
+#include "platform/color/color_world.h"
 #include "platform/drawing/canvas.h"
 #include "platform/drawing/ns_cursor.h"
 #include "platform/drawing/ns_event.h"
@@ -125,8 +128,12 @@ class KelvoTQCurvesView {
   // A label with a level on it: type 0 for the output, 1 for the input; none for other types.
   [[nodiscard]] NSImageRef labelImageForValue_ofType(float value, int type) const;
 
-  // Makes the backdrop, one histogram a channel, from the picture.
+  // Makes the backdrop, one histogram a channel, from the picture; an empty one, or one that cannot
+  // be measured, takes the backdrop away. Asks for no redisplay: drawing tells the controller,
+  // which may well come here.
   void setCIImageForH(const CIImageRef& image);
+  // One row of pixels of alpha, red, green and blue, a byte each, seen as a bitmap.
+  static CMBitmap getCMBitmapFromPixels_width(std::span<std::uint8_t> pixels, std::size_t width);
 
   void setActiveChannel(int channel);
   [[nodiscard]] int activeChannel() const { return activeChannel_; }

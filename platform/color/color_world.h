@@ -11,13 +11,14 @@ enum class ColorProfile : std::uint8_t {
   lab,        // CIE L*a*b*, white point D50
 };
 
-// What the three bytes of a pixel stand for.
+// What the bytes of a pixel stand for.
 enum class BitmapSpace : std::uint32_t {
   cmRGB24Space = 8449,  // red, green, blue
   cmLAB24Space = 8456,  // L* 0…100 as 0…255, a* and b* with offset 128
+  cmARGB32Space,        // alpha, red, green, blue; no way leads from it or to it
 };
 
-// Three-byte pixels in rows of rowBytes.
+// Pixels in rows of rowBytes.
 struct CMBitmap {
   std::uint8_t* image = nullptr;
   std::size_t width = 0;
