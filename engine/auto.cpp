@@ -114,6 +114,7 @@ Measured measure(const CGImage& image, std::uint64_t mostKeptBytes) {
     toLab(pixels, strip);
     for (std::size_t i = 0; i < pixels.size(); i += strip.components()) ++histogram[pixels[i]];
   });
+  if (!measured.lab) std::ranges::fill(histogram, 0);
   LightnessStretch lightness;
   if (measured.lab || countLightnessOf(image, histogram)) {
     lightness = measureLightness(histogram, image.width, image.height);

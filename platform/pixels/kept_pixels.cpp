@@ -59,9 +59,8 @@ class KeptRows final : public RowSource {
 std::optional<CGImage> keepPixels(const CGImage& image, std::uint64_t mostBytes,
                                   const std::function<void(std::span<std::byte>)>& change) {
   const std::uint64_t rowBytes = std::uint64_t{image.width} * image.layout.pixelBytes();
-  if (rowBytes == 0 || image.height == 0 || rowBytes > mostBytes / image.height) {
-    return std::nullopt;
-  }
+  if (image.palette || rowBytes == 0 || image.height == 0) return std::nullopt;
+  if (rowBytes > mostBytes / image.height) return std::nullopt;
   const auto memory = std::make_shared<const PageMemory>(rowBytes * image.height);
   std::span<std::byte> rest = memory->bytes();
   if (rest.empty()) return std::nullopt;

@@ -82,6 +82,12 @@ TEST(KeptPixels, APictureOverTheCeilingIsNotEvenOpened) {
   EXPECT_TRUE(keepPixels(image, 7 * 53 * 3).has_value());
 }
 
+TEST(KeptPixels, AnIndexedPictureIsNotKept) {
+  CGImage image = tall(kRgb8);
+  image.palette = std::make_shared<const Palette>(Palette{{0, 0, 0, 255}});
+  EXPECT_FALSE(keepPixels(image, kMostKeptBytes).has_value());
+}
+
 TEST(KeptPixels, SidesWhoseProductOverflowsAreOverTheCeiling) {
   CGImage image = tall(kRgba16);
   image.width = std::numeric_limits<std::uint32_t>::max();
