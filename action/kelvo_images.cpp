@@ -8,6 +8,7 @@
 namespace kelvo {
 
 void Kelvo_Images::opened() {
+  if (control_ != nullptr) control_->awakeFromNib();
   registerAdjustmentFilters();
   loadCurves(sharedParameters());
 }

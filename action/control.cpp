@@ -1,0 +1,7 @@
+#include "action/control.h"
+
+namespace kelvo {
+
+AMWorkflowController* control = nullptr;
+
+}  // namespace kelvo
