@@ -1,0 +1,149 @@
+#include "host/window/picture_loader.h"
+
+#include <poll.h>
+
+#include <utility>
+
+namespace kelvo::window {
+namespace {
+
+constexpr std::size_t kMostWaiting = 500;  // more rows than any screen shows
+
+QString describe(const host::PictureMessage& picture) {
+  QString text = QString::fromStdString(picture.format);
+  if (picture.fullWidth > 0) {
+    text += QStringLiteral(", %1 × %2").arg(picture.fullWidth).arg(picture.fullHeight);
+  }
+  if (picture.frames > 1) {
+    text += QStringLiteral(", %1 frames").arg(picture.frames);
+  }
+  return text;
+}
+
+}  // namespace
+
+PictureLoader::PictureLoader(QObject* parent) : QObject(parent), thread_([this] { work(); }) {}
+
+PictureLoader::~PictureLoader() {
+  {
+    const std::lock_guard guard(lock_);
+    stop_.request();
+  }
+  changed_.notify_one();
+  thread_.join();
+}
+
+void PictureLoader::request(const std::string& path, std::uint32_t longerSide) {
+  {
+    const std::lock_guard guard(lock_);
+    requests_.push_back({path, longerSide});
+    if (requests_.size() > kMostWaiting) {
+      requests_.pop_front();
+    }
+  }
+  changed_.notify_one();
+}
+
+void PictureLoader::forget(std::uint32_t longerSide) {
+  const std::lock_guard guard(lock_);
+  std::erase_if(requests_, [longerSide](const host::PictureRequestMessage& request) {
+    return request.longerSide == longerSide;
+  });
+}
+
+// The worker lives and dies with this thread.
+void PictureLoader::work() {
+  while (true) {
+    host::PictureRequestMessage next;
+    {
+      std::unique_lock guard(lock_);
+      changed_.wait(guard, [this] { return stop_.count() > 0 || !requests_.empty(); });
+      if (stop_.count() > 0) {
+        break;
+      }
+      next = std::move(requests_.back());
+      requests_.pop_back();
+    }
+    LoadedPicture picture = load(next);
+    if (stop_.count() > 0) {
+      break;
+    }
+    emit loaded(picture);
+  }
+  if (worker_) {
+    worker_->kill();
+    worker_.reset();
+  }
+}
+
+LoadedPicture PictureLoader::load(const host::PictureRequestMessage& request) {
+  LoadedPicture loaded;
+  loaded.path = request.path;
+  loaded.longerSide = request.longerSide;
+  std::string failure;
+  const auto picture = ask(request, failure);
+  if (!picture) {
+    loaded.failure = QString::fromStdString(failure);
+    return loaded;
+  }
+  loaded.failure = QString::fromStdString(picture->failure);
+  loaded.description = describe(*picture);
+  loaded.adjustable = picture->adjustable;
+  const std::size_t bytes = std::size_t{picture->width} * picture->height * 4;
+  if (bytes > 0 && picture->pixels.size() == bytes) {
+    const auto* const pixels = reinterpret_cast<const uchar*>(picture->pixels.data());
+    loaded.image =
+        QImage(pixels, static_cast<int>(picture->width), static_cast<int>(picture->height),
+               static_cast<int>(picture->width) * 4, QImage::Format_RGBA8888_Premultiplied)
+            .copy();
+  }
+  return loaded;
+}
+
+std::optional<host::PictureMessage> PictureLoader::ask(const host::PictureRequestMessage& request,
+                                                       std::string& failure) {
+  if (!worker_ || !worker_->channel().send(request)) {
+    worker_.reset();
+    auto started = host::WorkerProcess::start(request);
+    if (!started) {
+      failure = started.error().message;
+      return std::nullopt;
+    }
+    worker_ = std::move(started).value();
+  }
+  auto picture = answer();
+  if (!picture) {
+    worker_->kill();
+    failure = worker_->reap();
+    worker_.reset();
+  }
+  return picture;
+}
+
+// Absent when the worker has come to an end, or when there is nobody left to wait for it.
+std::optional<host::PictureMessage> PictureLoader::answer() {
+  bool open = true;
+  while (true) {
+    auto next = worker_->channel().next();
+    if (!next) {
+      return std::nullopt;
+    }
+    if (*next) {
+      if (auto* const picture = std::get_if<host::PictureMessage>(&**next)) {
+        return std::move(*picture);
+      }
+      continue;  // a line of the log
+    }
+    if (!open || stop_.count() > 0) {
+      return std::nullopt;
+    }
+    std::vector<pollfd> waiting = {{worker_->channel().number(), POLLIN, 0}};
+    stop_.addWaiting(waiting);
+    ::poll(waiting.data(), waiting.size(), -1);
+    if (waiting[0].revents != 0) {
+      open = worker_->channel().receive(false);
+    }
+  }
+}
+
+}  // namespace kelvo::window
