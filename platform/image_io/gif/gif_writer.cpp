@@ -58,11 +58,10 @@ class GifWriter final : public CodecWriter {
       return Error{"a frame is not the next one of this GIF file"};
     }
     if (!file_) {
+      const GifFile& file = *own->file();
+      if (file.frames().size() != frames_) return Error{"the new file has another frame count"};
+      if (file.status().status != CGImageSourceStatus::complete) return Error{file.status().cause};
       file_ = own->file();
-      if (file_->frames().size() != frames_) return Error{"the new file has another frame count"};
-      if (const auto& found = file_->status(); found.status != CGImageSourceStatus::complete) {
-        return Error{found.cause};
-      }
     }
     const GifFrame& frame = file_->frames()[own->frame()];
     if (auto fits = checkImage(image, frame); !fits) return fits;

@@ -21,21 +21,23 @@ namespace {
 // every warning that it has is about them. Checksums have been looked at before and are left out.
 class PictureStream {
  public:
-  explicit PictureStream(const PngFile& file) {
+  PictureStream(const PngFile& file, const PngPicture& picture) {
     add(kPngSignature);
-    add(file.chunks().front().whole);
+    std::ranges::copy(file.chunks().front().whole, header_.begin());
+    putNumber(picture.header.width, &header_[8]);
+    putNumber(picture.header.height, &header_[12]);
+    add(header_);
     if (file.header().color == PngColor::indexed) add(file.find("PLTE")->whole);
     std::vector<std::vector<std::span<const std::byte>>> groups;
     std::size_t size = kMaxDataBytes + 1;  // a first group is to be begun
-    for (const PngChunk& chunk : file.chunks()) {
-      if (chunk.name() != "IDAT") continue;
-      if (size + chunk.data.size() > kMaxDataBytes) {
+    for (const auto data : picture.data) {
+      if (size + data.size() > kMaxDataBytes) {
         groups.emplace_back();
         starts_.emplace_back();
         size = 0;
       }
-      groups.back().push_back(chunk.data);
-      size += chunk.data.size();
+      groups.back().push_back(data);
+      size += data.size();
       starts_.back() = dataStart(size);
     }
     for (std::size_t i = 0; i < groups.size(); ++i) {
@@ -68,6 +70,8 @@ class PictureStream {
 
  private:
   static constexpr std::size_t kMaxDataBytes = 0x7fffffff;  // of a chunk
+  static constexpr std::array kDataName = {std::byte{'I'}, std::byte{'D'}, std::byte{'A'},
+                                           std::byte{'T'}};
   static constexpr std::array<std::byte, 4> kNoChecksum{};
   static constexpr std::array<std::byte, 12> kEnd = {
       std::byte{0},    std::byte{0},    std::byte{0},    std::byte{0},
@@ -76,11 +80,18 @@ class PictureStream {
 
   void add(std::span<const std::byte> part) { parts_.push_back(part); }
 
-  static std::array<std::byte, 8> dataStart(std::size_t size) {
-    const auto at = [&](unsigned shift) { return static_cast<std::byte>(size >> shift); };
-    return {at(24),         at(16),         at(8),          at(0),
-            std::byte{'I'}, std::byte{'D'}, std::byte{'A'}, std::byte{'T'}};
+  static void putNumber(std::size_t value, std::byte* out) {
+    for (const unsigned shift : {24U, 16U, 8U, 0U}) *out++ = static_cast<std::byte>(value >> shift);
   }
+
+  static std::array<std::byte, 8> dataStart(std::size_t size) {
+    std::array<std::byte, 8> start{};
+    std::ranges::copy(kDataName, start.begin() + 4);
+    putNumber(size, start.data());
+    return start;
+  }
+
+  std::array<std::byte, 25> header_{};  // the chunk IHDR with the picture's own size
 
   std::vector<std::span<const std::byte>> parts_;
   std::vector<std::array<std::byte, 8>> starts_;  // length and type of each data chunk
@@ -92,9 +103,9 @@ class PictureStream {
 // function of its own that has nothing to clean up.
 class LibraryDecoder final : public PngDecoder {
  public:
-  explicit LibraryDecoder(std::shared_ptr<const PngFile> file)
-      : file_(std::move(file)), stream_(*file_) {
-    const PngHeader& header = file_->header();
+  LibraryDecoder(std::shared_ptr<const PngFile> file, std::size_t picture)
+      : file_(std::move(file)), stream_(*file_, file_->pictures()[picture]) {
+    const PngHeader& header = file_->pictures()[picture].header;
     rowsLeft_ = header.interlaced ? adam7Rows(header.width, header.height) : header.height;
     const std::size_t sampleBytes = header.bitDepth == 16 ? 2 : 1;
     rowBytes_ = std::size_t{header.width} * header.channels() * sampleBytes;
@@ -183,8 +194,9 @@ class LibraryDecoder final : public PngDecoder {
 
 }  // namespace
 
-Result<std::unique_ptr<PngDecoder>> PngDecoder::open(std::shared_ptr<const PngFile> file) {
-  auto decoder = std::make_unique<LibraryDecoder>(std::move(file));
+Result<std::unique_ptr<PngDecoder>> PngDecoder::open(std::shared_ptr<const PngFile> file,
+                                                     std::size_t picture) {
+  auto decoder = std::make_unique<LibraryDecoder>(std::move(file), picture);
   if (auto started = decoder->start(); !started) return std::move(started).error();
   return std::unique_ptr<PngDecoder>(std::move(decoder));
 }

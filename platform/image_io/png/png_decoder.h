@@ -8,14 +8,15 @@
 
 namespace kelvo {
 
-// Decodes the picture data of a file whose status is complete, one stored row after the other:
+// Decodes the data of a picture of a file whose status is complete, one stored row after the other:
 // all rows of the picture, or of the seven passes of an interlaced one, one pass after the other.
 //
 // Samples of 16 bits come in the machine's byte order, samples and indices below 8 bits one to a
 // byte, not scaled. Nothing else is done to them.
 class PngDecoder {
  public:
-  static Result<std::unique_ptr<PngDecoder>> open(std::shared_ptr<const PngFile> file);
+  static Result<std::unique_ptr<PngDecoder>> open(std::shared_ptr<const PngFile> file,
+                                                  std::size_t picture);
   virtual ~PngDecoder() = default;
 
   // Bytes of a row of the picture.

@@ -14,6 +14,7 @@ namespace kelvo {
 namespace {
 
 constexpr std::array<char, 4> kDataType = {'I', 'D', 'A', 'T'};
+constexpr std::array<char, 4> kFrameDataType = {'f', 'd', 'A', 'T'};
 constexpr std::size_t kBandBytes = std::size_t{128} << 10;
 constexpr std::size_t kChunkBytes = std::size_t{64} << 10;
 constexpr std::size_t kSampleBytes = std::size_t{16} << 10;
@@ -62,8 +63,9 @@ class EffortChooser {
 // A zlib stream (RFC 1950) joined of bands that each end at a whole byte.
 class BandedDataWriter final : public PngDataWriter {
  public:
-  explicit BandedDataWriter(OutputFile& file)
-      : file_(file), packed_(kStreamHeader.begin(), kStreamHeader.end()) {
+  BandedDataWriter(OutputFile& file, std::uint32_t* sequence) : file_(file), sequence_(sequence) {
+    beginChunk();
+    packed_.insert(packed_.end(), kStreamHeader.begin(), kStreamHeader.end());
     band_.reserve(kBandBytes);
     // Less than 0: blocks alone, without the stream's header and checksum.
     constexpr int kWindowBits = -15;
@@ -90,9 +92,7 @@ class BandedDataWriter final : public PngDataWriter {
   Result<void> finish() override {
     if (auto packed = packBand(); !packed) return packed;
     packed_.insert(packed_.end(), kLastBlock.begin(), kLastBlock.end());
-    for (const unsigned shift : {24, 16, 8, 0}) {
-      packed_.push_back(static_cast<std::uint8_t>(checksum_ >> shift));
-    }
+    for (const std::uint8_t byte : bigEndian(checksum_)) packed_.push_back(byte);
     return writeChunk();
   }
 
@@ -138,13 +138,24 @@ class BandedDataWriter final : public PngDataWriter {
     return stream_.avail_in == 0;
   }
 
+  static std::array<std::uint8_t, 4> bigEndian(std::uint32_t value) {
+    const auto at = [&](unsigned shift) { return static_cast<std::uint8_t>(value >> shift); };
+    return {at(24), at(16), at(8), at(0)};
+  }
+
+  // Leaves room for the number of a chunk fdAT.
+  void beginChunk() { packed_.assign(sequence_ == nullptr ? 0 : 4, 0); }
+
   Result<void> writeChunk() {
-    auto written = writePngChunk(file_, kDataType, std::as_bytes(std::span(packed_)));
-    packed_.clear();
+    if (sequence_ != nullptr) std::ranges::copy(bigEndian((*sequence_)++), packed_.begin());
+    auto written = writePngChunk(file_, sequence_ == nullptr ? kDataType : kFrameDataType,
+                                 std::as_bytes(std::span(packed_)));
+    beginChunk();
     return written;
   }
 
   OutputFile& file_;
+  std::uint32_t* sequence_;
   EffortChooser chooser_;
   Effort before_ = Effort::none;
   std::uint32_t checksum_ = 1;  // of an empty stream
@@ -156,8 +167,8 @@ class BandedDataWriter final : public PngDataWriter {
 
 }  // namespace
 
-std::unique_ptr<PngDataWriter> PngDataWriter::create(OutputFile& file) {
-  return std::make_unique<BandedDataWriter>(file);
+std::unique_ptr<PngDataWriter> PngDataWriter::create(OutputFile& file, std::uint32_t* sequence) {
+  return std::make_unique<BandedDataWriter>(file, sequence);
 }
 
 Result<void> writePngChunk(OutputFile& file, std::span<const char, 4> type,

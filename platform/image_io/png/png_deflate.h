@@ -9,10 +9,11 @@
 
 namespace kelvo {
 
-// Compresses filtered rows and writes them as the chunks IDAT of a file, in bounded memory.
+// Compresses filtered rows and writes them in bounded memory: as chunks IDAT, or as chunks fdAT of
+// an animation, numbered from `*sequence` on, which is moved on.
 class PngDataWriter {
  public:
-  static std::unique_ptr<PngDataWriter> create(OutputFile& file);
+  static std::unique_ptr<PngDataWriter> create(OutputFile& file, std::uint32_t* sequence);
   virtual ~PngDataWriter() = default;
 
   virtual Result<void> write(std::span<const std::uint8_t> bytes) = 0;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/image_io/mapped_file.h"
+#include "platform/image_io/png/png_animation.h"
 
 namespace kelvo {
 namespace {
@@ -70,6 +71,11 @@ Result<std::shared_ptr<const PngFile>> PngFile::open(FileBytes file, const Limit
   const auto bytes = png->file_->bytes();
   if (auto header = png->readHeader(bytes); !header) return std::move(header).error();
   png->readChunks(bytes);
+  png->pictures_ = findPngPictures(png->header_, png->chunks_);
+  if (png->pictures_.size() > limits.maxFrames) {
+    return Error{fmt::format("the file has {} frames, over the limit of {} (--max-frames)",
+                             png->pictures_.size(), limits.maxFrames)};
+  }
   return std::shared_ptr<const PngFile>(std::move(png));
 }
 
@@ -140,13 +146,11 @@ void PngFile::readChunks(std::span<const std::byte> bytes) {
 }
 
 const PngChunk* PngFile::find(std::string_view name) const {
-  const auto found =
-      std::find_if(chunks_.begin(), chunks_.end(), [&](const auto& c) { return c.name() == name; });
-  return found == chunks_.end() ? nullptr : &*found;
-}
-
-bool PngFile::animated() const {
-  return find("acTL") != nullptr || find("fcTL") != nullptr || find("fdAT") != nullptr;
+  for (const PngChunk& chunk : chunks_) {
+    if (chunk.name() == name) return &chunk;
+    if (chunk.name() == "IDAT") break;
+  }
+  return nullptr;
 }
 
 Palette PngFile::palette() const {
@@ -229,7 +233,7 @@ std::string PngFile::checkOrder() const {
       return fmt::format("the chunk {} is needed to read the picture and not known", name);
     }
   }
-  return dataSeen ? "" : "the chunk IDAT is missing";
+  return dataSeen ? checkPngAnimation(header_, chunks_) : "the chunk IDAT is missing";
 }
 
 std::string PngFile::checkTransparency(std::size_t paletteEntries) const {

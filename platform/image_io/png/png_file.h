@@ -37,21 +37,32 @@ struct PngChunk {
   [[nodiscard]] bool critical() const { return (type[0] & 0x20) == 0; }
 };
 
+// A picture of a file: what every reader shows, or a frame of the animation.
+struct PngPicture {
+  PngHeader header;                              // the file's, with the picture's own size
+  std::vector<std::span<const std::byte>> data;  // compressed, in parts
+  std::size_t first = 0;                         // the chunks that the data begins and ends in
+  std::size_t last = 0;
+};
+
 // One file's chunks in their order. Holds the file; the spans point into it.
 class PngFile {
  public:
   // Reads the header and passes over the chunks by their lengths. Errors: no sensible header, more
-  // pixels than the limits allow. Whatever else is wrong is left to status().
+  // pixels or frames than the limits allow. Whatever else is wrong is left to status().
   static Result<std::shared_ptr<const PngFile>> open(FileBytes file, const Limits& limits);
 
   [[nodiscard]] const MappedFile& bytes() const { return *file_; }
   [[nodiscard]] const PngHeader& header() const { return header_; }
   [[nodiscard]] const Limits& limits() const { return limits_; }
   [[nodiscard]] std::span<const PngChunk> chunks() const { return chunks_; }
-  [[nodiscard]] const PngChunk* find(std::string_view name) const;  // the first one; null if none
+  // The first one of this name before the picture data; null if there is none.
+  [[nodiscard]] const PngChunk* find(std::string_view name) const;
+  // First the one that every reader shows, whether it is part of an animation or not; then the
+  // further frames of the animation. At least one.
+  [[nodiscard]] std::span<const PngPicture> pictures() const { return pictures_; }
   // Bytes after the end chunk: not part of the picture, kept as they are.
   [[nodiscard]] std::span<const std::byte> trailer() const { return trailer_; }
-  [[nodiscard]] bool animated() const;
 
   // The colour table with the alphas of tRNS; entries without one have 255.
   [[nodiscard]] Palette palette() const;
@@ -73,6 +84,7 @@ class PngFile {
   Limits limits_;
   PngHeader header_;
   std::vector<PngChunk> chunks_;
+  std::vector<PngPicture> pictures_;
   std::span<const std::byte> trailer_;
   SourceStatus walked_;  // what stopped the pass over the chunks
 };

@@ -124,8 +124,8 @@ class StreamedRows final : public RowSource {
 
 class InterlacedRows final : public RowSource {
  public:
-  InterlacedRows(const PngFile& file, std::unique_ptr<PngDecoder> decoder)
-      : header_(file.header()), decoder_(std::move(decoder)), conversion_(file) {}
+  InterlacedRows(const PngFile& file, const PngHeader& header, std::unique_ptr<PngDecoder> decoder)
+      : header_(header), decoder_(std::move(decoder)), conversion_(file) {}
 
   Result<void> read(std::span<std::byte> pixels, std::uint32_t) override {
     if (decoder_ != nullptr) {
@@ -204,20 +204,24 @@ Result<void> checkPngMemory(const PngFile& file, unsigned buffers) {
                   file.limits().maxMemoryBytes)};
 }
 
-Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file) {
+Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file,
+                                               std::size_t picture) {
   if (auto fits = checkPngMemory(*file, 1); !fits) return std::move(fits).error();
-  auto decoder = PngDecoder::open(file);
+  auto decoder = PngDecoder::open(file, picture);
   if (!decoder) return std::move(decoder).error();
-  if (file->header().interlaced) {
-    return std::unique_ptr<RowSource>(std::make_unique<InterlacedRows>(*file, std::move(*decoder)));
+  const PngHeader& header = file->pictures()[picture].header;
+  if (header.interlaced) {
+    return std::unique_ptr<RowSource>(
+        std::make_unique<InterlacedRows>(*file, header, std::move(*decoder)));
   }
   return std::unique_ptr<RowSource>(std::make_unique<StreamedRows>(*file, std::move(*decoder)));
 }
 
-Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t entries) {
-  const PngHeader& header = file->header();
+Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t picture,
+                             std::size_t entries) {
+  const PngHeader& header = file->pictures()[picture].header;
   if (auto fits = checkPngMemory(*file, 0); !fits) return fits;
-  auto decoder = PngDecoder::open(file);
+  auto decoder = PngDecoder::open(file, picture);
   if (!decoder) return std::move(decoder).error();
   std::vector<std::byte> row((*decoder)->rowBytes());
   const auto checkRows = [&](std::uint32_t rows, std::uint32_t width) -> Result<void> {

@@ -10,13 +10,15 @@ namespace kelvo {
 // an indexed picture looked up in its colour table; alpha from a transparent colour key.
 PixelLayout pngLayout(const PngFile& file);
 
-// Starts a pass over the rows. Interlaced pictures are decoded into memory with the first row, an
-// error if the limits do not allow it.
-Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file);
+// Starts a pass over the rows of a picture. Interlaced pictures are decoded into memory with the
+// first row, an error if the limits do not allow it.
+Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file,
+                                               std::size_t picture);
 
 // Decodes the indices of an indexed picture to the end of its data. An error if the data is damaged
 // or an index is `entries` or above.
-Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t entries);
+Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t picture,
+                             std::size_t entries);
 
 // An error if `buffers` pictures in memory, which is what reading or rewriting an interlaced file
 // takes, or some rows of one are more than the limits allow.

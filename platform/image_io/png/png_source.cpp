@@ -13,10 +13,10 @@ class PngSource final : public CodecSource {
  public:
   explicit PngSource(std::shared_ptr<const PngFile> file) : file_(std::move(file)) {}
 
-  std::size_t count() const override { return 1; }
+  std::size_t count() const override { return file_->pictures().size(); }
 
-  FrameInfo info(std::size_t) const override {
-    const PngHeader& header = file_->header();
+  FrameInfo info(std::size_t frame) const override {
+    const PngHeader& header = file_->pictures()[frame].header;
     return {
         .width = header.width,
         .height = header.height,
@@ -28,41 +28,52 @@ class PngSource final : public CodecSource {
     return status_;
   }
 
-  Result<CGImage> image(std::size_t) const override {
+  Result<CGImage> image(std::size_t frame) const override {
     // The decoder is not shown the checksums: they are looked at here, all of them.
     if (SourceStatus found = status(); found.status != CGImageSourceStatus::complete) {
       return Error{std::move(found.cause)};
     }
     if (auto fits = checkPngMemory(*file_, 1); !fits) return std::move(fits).error();
-    const PngHeader& header = file_->header();
-    CGColorSpace space;
-    const bool gray = header.color == PngColor::gray || header.color == PngColor::grayAlpha;
-    space.model = gray ? ColorModel::gray : ColorModel::rgb;
-    if (const PngChunk* const chunk = file_->find("iCCP")) {
-      space.profile = readPngProfile(chunk->data);
-    }
+    const PngHeader& header = file_->pictures()[frame].header;
     CGImage image;
     image.width = header.width;
     image.height = header.height;
     image.layout = pngLayout(*file_);
-    image.colorSpace = std::make_shared<const CGColorSpace>(std::move(space));
-    image.openRows = [file = file_] { return openPngRows(file); };
+    image.colorSpace = colorSpace();
+    image.openRows = [file = file_, frame] { return openPngRows(file, frame); };
     if (header.color == PngColor::indexed) {
       image.palette = std::make_shared<const Palette>(file_->palette());
     }
     return image;
   }
 
-  Result<FramePropertiesRef> properties(std::size_t) const override {
-    return FramePropertiesRef(std::make_shared<const PngProperties>(file_));
+  Result<FramePropertiesRef> properties(std::size_t frame) const override {
+    return FramePropertiesRef(std::make_shared<const PngProperties>(file_, frame));
   }
 
   Result<void> writable() const override { return pngWritable(*file_); }
 
  private:
+  // One for all frames.
+  CGColorSpaceRef colorSpace() const {
+    std::call_once(spaceRead_, [&] {
+      CGColorSpace space;
+      const PngColor color = file_->header().color;
+      const bool gray = color == PngColor::gray || color == PngColor::grayAlpha;
+      space.model = gray ? ColorModel::gray : ColorModel::rgb;
+      if (const PngChunk* const chunk = file_->find("iCCP")) {
+        space.profile = readPngProfile(chunk->data);
+      }
+      space_ = std::make_shared<const CGColorSpace>(std::move(space));
+    });
+    return space_;
+  }
+
   std::shared_ptr<const PngFile> file_;
   mutable std::once_flag checked_;
   mutable SourceStatus status_;
+  mutable std::once_flag spaceRead_;
+  mutable CGColorSpaceRef space_;
 };
 
 }  // namespace
@@ -73,9 +84,6 @@ Result<std::unique_ptr<CodecSource>> openPng(FileBytes file, const Limits& limit
   return std::unique_ptr<CodecSource>(std::make_unique<PngSource>(*std::move(png)));
 }
 
-Result<void> pngWritable(const PngFile& file) {
-  if (file.animated()) return Error{"animated PNG files are not supported yet"};
-  return checkPngMemory(file, 2);
-}
+Result<void> pngWritable(const PngFile& file) { return checkPngMemory(file, 2); }
 
 }  // namespace kelvo

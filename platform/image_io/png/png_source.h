@@ -6,16 +6,19 @@
 
 namespace kelvo {
 
-// The whole file stands for what goes with its one frame.
+// The file, and which of its pictures they belong to.
 class PngProperties final : public FrameProperties {
  public:
-  explicit PngProperties(std::shared_ptr<const PngFile> file) : file_(std::move(file)) {}
+  PngProperties(std::shared_ptr<const PngFile> file, std::size_t frame)
+      : file_(std::move(file)), frame_(frame) {}
 
   [[nodiscard]] const MappedFile* origin() const override { return &file_->bytes(); }
   [[nodiscard]] const std::shared_ptr<const PngFile>& file() const { return file_; }
+  [[nodiscard]] std::size_t frame() const { return frame_; }
 
  private:
   std::shared_ptr<const PngFile> file_;
+  std::size_t frame_;
 };
 
 Result<std::unique_ptr<CodecSource>> openPng(FileBytes file, const Limits& limits);

@@ -35,41 +35,35 @@ std::span<const std::uint8_t> asBytes(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
-// The file that the picture came from, chunk by chunk, with other pixels in it.
+// The file that the pictures came from, chunk by chunk, with other pixels in it.
 class PngWriter final : public CodecWriter {
  public:
-  PngWriter(OutputFile& out, const EncodeOptions& options) : out_(out), options_(options) {}
+  PngWriter(OutputFile& out, std::size_t frames, const EncodeOptions& options)
+      : out_(out), frames_(frames), options_(options) {}
 
   Result<void> addImage(const CGImage& image, const FrameProperties& properties) override {
     const auto* const own = dynamic_cast<const PngProperties*>(&properties);
     if (own == nullptr) return Error{"the picture does not come from a PNG file"};
-    if (file_ != nullptr) return Error{"a PNG file has one picture only"};
-    file_ = own->file();
-    if (auto fits = checkImage(image); !fits) return fits;
-    depth_ = indexed() ? header().bitDepth : image.layout.type == SampleType::u16 ? 16 : 8;
-    if (indexed()) collectAlphas(*image.palette);
-    if (!file_->colorKey().empty()) {
-      if (auto chosen = chooseColorKey(image); !chosen) return chosen;
+    if (own->frame() != added_ || (file_ && file_ != own->file())) {
+      return Error{"a frame is not the next one of this PNG file"};
     }
-    if (auto written = out_.write(kPngSignature); !written) return written;
-    const auto chunks = file_->chunks();
-    for (; next_ < chunks.size() && chunks[next_].name() != "IDAT"; ++next_) {
-      if (auto written = writeChunk(chunks[next_], image); !written) return written;
+    if (!file_) {
+      if (auto possible = checkFile(*own->file()); !possible) return possible;
+      file_ = own->file();
     }
-    if (auto written = indexed() ? copyIndices(*image.palette) : writePixels(image); !written) {
-      return written;
+    if (auto fits = checkImage(image, file_->pictures()[added_].header); !fits) return fits;
+    if (added_++ == 0) {
+      if (auto begun = begin(image); !begun) return begun;
     }
-    while (next_ < chunks.size() && chunks[next_].name() == "IDAT") ++next_;
-    written_ = true;
-    return {};
+    if (indexed()) return addIndices(image);
+    // A colour key stands before the first picture and holds for all of them.
+    if (keySearch_) return addKeyed(image);
+    return writePicture(image);
   }
 
   Result<void> finish() override {
-    if (!written_) return Error{"the picture is missing"};
-    const auto chunks = file_->chunks();
-    for (; next_ < chunks.size(); ++next_) {
-      if (auto written = writeChunk(chunks[next_], CGImage{}); !written) return written;
-    }
+    if (!file_ || written_ != frames_) return Error{"a picture is missing"};
+    if (auto written = writeChunksTo(file_->chunks().size()); !written) return written;
     return out_.write(file_->trailer());
   }
 
@@ -77,15 +71,21 @@ class PngWriter final : public CodecWriter {
   [[nodiscard]] const PngHeader& header() const { return file_->header(); }
   [[nodiscard]] bool indexed() const { return header().color == PngColor::indexed; }
 
-  Result<void> checkImage(const CGImage& image) const {
-    if (auto writable = pngWritable(*file_); !writable) return writable;
-    if (SourceStatus found = file_->status(); found.status != CGImageSourceStatus::complete) {
+  Result<void> checkFile(const PngFile& file) const {
+    if (file.pictures().size() != frames_) return Error{"the new file has another frame count"};
+    if (auto writable = pngWritable(file); !writable) return writable;
+    if (SourceStatus found = file.status(); found.status != CGImageSourceStatus::complete) {
       return Error{std::move(found.cause)};
     }
-    if (header().color == PngColor::gray || header().color == PngColor::grayAlpha) {
+    const PngColor color = file.header().color;
+    if (color == PngColor::gray || color == PngColor::grayAlpha) {
       return Error{"gray PNG files cannot be adjusted"};
     }
-    if (image.width != header().width || image.height != header().height) {
+    return {};
+  }
+
+  Result<void> checkImage(const CGImage& image, const PngHeader& stored) const {
+    if (image.width != stored.width || image.height != stored.height) {
       return Error{fmt::format("the picture has become {} x {} pixels", image.width, image.height)};
     }
     if (indexed()) {
@@ -112,28 +112,86 @@ class PngWriter final : public CodecWriter {
     return {};
   }
 
-  // Transparent pixels have lost their colour, so any will do that no other pixel has; the file's
-  // own one first.
-  Result<void> chooseColorKey(const CGImage& image) {
-    Color preferred{};
-    std::ranges::copy(file_->colorKey(), preferred.begin());
-    if (depth_ < header().bitDepth)
-      std::ranges::transform(preferred, preferred.begin(), scaleTo8Bits);
-    auto chosen = findFreeColor(image, preferred);
-    if (!chosen) return std::move(chosen).error();
-    if (!*chosen)
+  Result<void> begin(const CGImage& image) {
+    first_ = image;
+    first_.openRows = nullptr;
+    depth_ = indexed() ? header().bitDepth : image.layout.type == SampleType::u16 ? 16 : 8;
+    if (indexed()) collectAlphas(*image.palette);
+    if (!file_->colorKey().empty()) {
+      Color preferred{};
+      std::ranges::copy(file_->colorKey(), preferred.begin());
+      if (depth_ < header().bitDepth) {
+        std::ranges::transform(preferred, preferred.begin(), scaleTo8Bits);
+      }
+      keySearch_.emplace(depth_ == 16, preferred);
+    }
+    return out_.write(kPngSignature);
+  }
+
+  // Transparent pixels have lost their colour, so any will do that no other pixel of any picture
+  // has; the file's own one first. The pictures wait until all have been looked through.
+  Result<void> addKeyed(const CGImage& image) {
+    if (auto looked = keySearch_->add(image); !looked) return looked;
+    waiting_.push_back(image);
+    if (waiting_.size() != frames_) return {};
+    key_ = keySearch_->find();
+    if (!key_)
       return Error{"the picture has every colour, and none is left for transparent pixels"};
-    key_ = **chosen;
+    for (const CGImage& picture : waiting_) {
+      if (auto written = writePicture(picture); !written) return written;
+    }
     return {};
   }
 
-  Result<void> writeChunk(const PngChunk& chunk, const CGImage& image) {
+  // An adjusted colour table leaves the indices as they are. They are decoded all the same, so that
+  // damaged ones are not handed on.
+  Result<void> addIndices(const CGImage& image) {
+    if (*image.palette != *first_.palette) {
+      return Error{
+          "the frames share one colour table, and each frame's adjustment would make another of "
+          "it"};
+    }
+    if (auto good = checkPngIndices(file_, written_, image.palette->size()); !good) return good;
+    return writeChunksTo(file_->pictures()[written_++].last + 1);
+  }
+
+  Result<void> writePicture(const CGImage& image) {
+    const PngPicture& picture = file_->pictures()[written_++];
+    if (auto written = writeChunksTo(picture.first); !written) return written;
+    if (auto written = writePixels(image); !written) return written;
+    // Chunks between those of the old data stay; the data are written.
+    for (; next_ <= picture.last; ++next_) {
+      const PngChunk& chunk = file_->chunks()[next_];
+      if (isData(chunk)) continue;
+      if (auto written = writeChunk(chunk); !written) return written;
+    }
+    return {};
+  }
+
+  static bool isData(const PngChunk& chunk) {
+    return chunk.name() == "IDAT" || chunk.name() == "fdAT";
+  }
+
+  // Everything before that chunk, data as they are.
+  Result<void> writeChunksTo(std::size_t end) {
+    for (; next_ < end; ++next_) {
+      const PngChunk& chunk = file_->chunks()[next_];
+      if (auto written = isData(chunk) ? out_.write(chunk.whole) : writeChunk(chunk); !written) {
+        return written;
+      }
+    }
+    return {};
+  }
+
+  Result<void> writeChunk(const PngChunk& chunk) {
     const std::string_view name = chunk.name();
     if (name == "IHDR") return writeHeader(chunk);
-    if (name == "PLTE" && indexed()) return writePalette(chunk, *image.palette);
+    if (name == "PLTE" && indexed()) return writePalette(chunk, *first_.palette);
     if (name == "tRNS") return writeTransparency(chunk);
-    if (name == "iCCP" && image.colorSpace != nullptr)
-      return writeProfile(chunk, *image.colorSpace);
+    if (name == "iCCP" && first_.colorSpace != nullptr) {
+      return writeProfile(chunk, *first_.colorSpace);
+    }
+    if (name == "fcTL" && !indexed()) return writeFrameControl(chunk);
     // An index of places inside the compressed data, which a copy of the data alone keeps right.
     if (name == "iDOT" && !(indexed() && alphas_.size() == sourceAlphas())) return {};
     if (const auto data = adaptedPngChunk(chunk, header(), depth_)) {
@@ -145,6 +203,14 @@ class PngWriter final : public CodecWriter {
   Result<void> writeHeader(const PngChunk& chunk) {
     std::vector<std::byte> data(chunk.data.begin(), chunk.data.end());
     data[8] = static_cast<std::byte>(depth_);
+    return writePngChunk(out_, typeOf(chunk), data);
+  }
+
+  // There may be more or fewer chunks of data than there were, and they are numbered through.
+  Result<void> writeFrameControl(const PngChunk& chunk) {
+    std::vector<std::byte> data(chunk.data.begin(), chunk.data.end());
+    for (std::size_t i = 0; i < 4; ++i) data[i] = static_cast<std::byte>(sequence_ >> (24 - 8 * i));
+    ++sequence_;
     return writePngChunk(out_, typeOf(chunk), data);
   }
 
@@ -191,22 +257,12 @@ class PngWriter final : public CodecWriter {
     return writePngChunk(out_, typeOf(chunk), packPngProfile(space.profile));
   }
 
-  // An adjusted colour table leaves the indices as they are. They are decoded all the same, so that
-  // damaged ones are not handed on.
-  Result<void> copyIndices(const Palette& palette) {
-    if (auto good = checkPngIndices(file_, palette.size()); !good) return good;
-    for (const PngChunk& chunk : file_->chunks()) {
-      if (chunk.name() != "IDAT") continue;
-      if (auto written = out_.write(chunk.whole); !written) return written;
-    }
-    return {};
-  }
-
   Result<void> writePixels(const CGImage& image) {
     const PngPacker packer(image.layout, header().color == PngColor::rgba, key_);
     auto rows = image.openRows();
     if (!rows) return std::move(rows).error();
-    const auto data = PngDataWriter::create(out_);
+    const bool frame = file_->chunks()[next_].name() == "fdAT";
+    const auto data = PngDataWriter::create(out_, frame ? &sequence_ : nullptr);
     auto written = header().interlaced ? writePasses(image, **rows, packer, *data)
                                        : writeRows(image, **rows, packer, *data);
     if (!written) return written;
@@ -279,21 +335,26 @@ class PngWriter final : public CodecWriter {
   }
 
   OutputFile& out_;
+  std::size_t frames_;
   EncodeOptions options_;
   std::shared_ptr<const PngFile> file_;
-  std::size_t next_ = 0;  // the chunk to be written next
-  unsigned depth_ = 8;    // bits of a sample or an index in the new file
+  std::size_t added_ = 0;       // pictures
+  std::size_t written_ = 0;     // of them
+  std::size_t next_ = 0;        // the chunk to be written next
+  std::uint32_t sequence_ = 0;  // of the next chunk fcTL or fdAT
+  CGImage first_;               // for its colour table and profile
+  unsigned depth_ = 8;          // bits of a sample or an index in the new file
+  std::optional<FreeColorSearch> keySearch_;
+  std::vector<CGImage> waiting_;
   std::optional<Color> key_;
   std::vector<std::byte> alphas_;  // of an indexed picture
-  bool written_ = false;
 };
 
 }  // namespace
 
 Result<std::unique_ptr<CodecWriter>> createPngWriter(OutputFile& file, std::size_t frames,
                                                      const EncodeOptions& options) {
-  if (frames != 1) return Error{"a PNG file has one picture only"};
-  return std::unique_ptr<CodecWriter>(std::make_unique<PngWriter>(file, options));
+  return std::unique_ptr<CodecWriter>(std::make_unique<PngWriter>(file, frames, options));
 }
 
 }  // namespace kelvo

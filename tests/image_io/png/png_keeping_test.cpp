@@ -149,20 +149,6 @@ TEST(PngKeeping, AnIndexIntoTheOldDataGoesWithIt) {
   EXPECT_EQ(rewrite(indexed), indexed);
 }
 
-TEST(PngKeeping, AnimatedFilesAreRefused) {
-  for (const char* const name : {"acTL", "fcTL", "fdAT"}) {
-    const Bytes bytes = simpleFile(1, 1, 8, 2, {fromHex("010203")}, {{name, Bytes(8)}});
-    const auto source = openSource(bytes);
-    EXPECT_EQ(source->status().cause, "");
-    ASSERT_FALSE(source->writable().ok());
-    EXPECT_EQ(source->writable().error().message, "animated PNG files are not supported yet");
-    const auto written = tryRewrite(bytes, *source->image(0));
-    ASSERT_FALSE(written.ok());
-    EXPECT_EQ(written.error().message, "animated PNG files are not supported yet");
-  }
-  EXPECT_TRUE(openSource(simpleFile(1, 1, 8, 2, {fromHex("010203")}))->writable().ok());
-}
-
 TEST(PngKeeping, TheThumbnailInsideExifGoes) {
   const TemporaryFolder folder;
   const std::string path = folder.path("a.png");

@@ -241,13 +241,16 @@ TEST(PngWriting, ASecondPictureAndAMissingOneAreRefused) {
   ASSERT_NE(out, nullptr);
   {
     OutputFile output(fileno(out));
-    EXPECT_FALSE(kPngCodec.createWriter(output, 2, {}).ok());
+    auto two = kPngCodec.createWriter(output, 2, {});
+    ASSERT_TRUE(two.ok());
+    EXPECT_EQ((*two)->addImage(*image, **properties).error().message,
+              "the new file has another frame count");
     auto writer = kPngCodec.createWriter(output, 1, {});
     ASSERT_TRUE(writer.ok());
-    EXPECT_EQ((*writer)->finish().error().message, "the picture is missing");
+    EXPECT_EQ((*writer)->finish().error().message, "a picture is missing");
     ASSERT_TRUE((*writer)->addImage(*image, **properties).ok());
     EXPECT_EQ((*writer)->addImage(*image, **properties).error().message,
-              "a PNG file has one picture only");
+              "a frame is not the next one of this PNG file");
   }
   std::fclose(out);
 }
