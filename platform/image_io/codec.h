@@ -104,6 +104,7 @@ struct Codec {
 std::span<const Codec> codecs();
 
 // Each format's entry, defined in its folder.
+extern const Codec kBmpCodec;
 extern const Codec kGifCodec;
 extern const Codec kJpegCodec;
 extern const Codec kPngCodec;

@@ -100,7 +100,7 @@ Result<void> checkWebpMemory(const WebpFile& file, const WebpFrame& frame, WebpU
   // What the library and we hold at the most, by measurement.
   constexpr std::uint64_t kDecodeLossy = 4;
   constexpr std::uint64_t kDecodeLossless = 9;
-  constexpr std::uint64_t kRewriteLossy = 10;
+  constexpr std::uint64_t kRewriteLossy = 8;
   constexpr std::uint64_t kRewriteLossless = 40;  // of the colours or of the alpha
   const bool lossless = frame.lossless || frame.alpha;
   std::uint64_t bytesPerPixel = 0;
