@@ -7,7 +7,6 @@
 #define HWY_TARGET_INCLUDE "platform/kernel_language/vector_executor.cpp"
 #include <hwy/foreach_target.h>
 // After foreach_target.
-#include <hwy/aligned_allocator.h>
 #include <hwy/highway.h>
 
 #include <algorithm>
