@@ -11,7 +11,13 @@ namespace {
 constexpr double kLevelsPerUnit = 1.3333333333333333;
 constexpr float kLabelBaseline = 13;
 
-int level(float value) { return static_cast<int>(std::round(value)); }
+// Truncated; points that were loaded may lie anywhere.
+int whole(float value) {
+  constexpr float kMost = 1 << 30;
+  return value >= -kMost && value <= kMost ? static_cast<int>(value) : 0;
+}
+
+int level(float value) { return whole(std::round(value)); }
 
 float limitedLevel(float value) {
   if (!(value >= 0)) return 0;
@@ -69,7 +75,7 @@ NSImageRef KelvoTQCurvesView::labelImageForValue_ofType(float value, int type) c
   canvas.compositeToPoint_operation_fraction(
       imageNamed(type == 0 ? "CurvesLabelLeft.png" : "CurvesLabelBottom.png"), {0, 0},
       NSCompositingOperation::sourceOver, 1);
-  const std::string text = std::to_string(static_cast<int>(value));
+  const std::string text = std::to_string(whole(value));
   const double width = sizeWithAttributes(text, labelAttributes_).width;
   const float x = std::round(static_cast<float>((size.width - width) * 0.5));
   canvas.drawTextAtPoint(text, {x, kLabelBaseline}, labelAttributes_);

@@ -32,6 +32,7 @@ class CurvesEditing : public ::testing::Test {
     view_.setSelectedIndex(2, -1);
     view_.setPromisedIndexToSelect(-1);
     view_.setMouseDownAction(MouseDownAction::none);
+    host_.forgetCursors();
     host_.takeCalls();
     ASSERT_EQ(points().size(), inner.size() + 2);
   }

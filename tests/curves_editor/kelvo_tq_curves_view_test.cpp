@@ -105,14 +105,6 @@ TEST(CurvesView, RecalculatingNeitherRedisplaysNorAnnounces) {
   EXPECT_EQ(host.takeCalls(), Calls{});
 }
 
-TEST(CurvesView, TheTrackingRectIsTheWindowsBusiness) {
-  KelvoTQCurvesView view;
-  view.reconfigureTrackingRect();  // without a window: nothing
-  RecordingHost host(view);
-  view.reconfigureTrackingRect();
-  EXPECT_EQ(host.takeCalls(), (Calls{"tracking"}));
-}
-
 TEST(CurvesView, TheChecksumAddsAllCoordinates) {
   KelvoTQCurvesView view;
   view.setActiveChannel(1);

@@ -106,6 +106,7 @@ class RecordingHost final : public ViewHost {
   }
   // Puts a cursor of the window's own on top.
   void pushOtherCursor() { cursors_.push(NSCursor::initWithImage_hotSpot(nullptr, {0, 0})); }
+  void forgetCursors() { cursors_ = {}; }
   RecordingWindow& recordingWindow() { return window_; }
 
   bool hasWindow = true;
