@@ -110,6 +110,8 @@ extern const Codec kJpegCodec;
 extern const Codec kPngCodec;
 extern const Codec kTiffCodec;
 extern const Codec kWebpCodec;
+extern const Codec kHeicCodec;
+extern const Codec kAvifCodec;
 extern const Codec kPhotoshopCodec;
 
 }  // namespace kelvo

@@ -6,8 +6,8 @@ namespace kelvo {
 
 std::span<const Codec> codecs() {
   // Each has a signature of its own, so the order matters to speed alone.
-  static const std::array known = {kJpegCodec, kPngCodec, kTiffCodec,      kWebpCodec,
-                                   kGifCodec,  kBmpCodec, kPhotoshopCodec};
+  static const std::array known = {kJpegCodec, kPngCodec,  kTiffCodec, kWebpCodec,     kGifCodec,
+                                   kHeicCodec, kAvifCodec, kBmpCodec,  kPhotoshopCodec};
   return known;
 }
 
