@@ -39,7 +39,7 @@ MainWindow::MainWindow(ParameterDictionary defaults, std::vector<std::string> ac
       problems_(new ProblemList),
       splitter_(new QSplitter),
       run_(new RunController(files_, *runBox_, *problems_, actionDirectories_, this)),
-      recent_(new RecentWorkflows) {
+      recent_(new RecentWorkflows(this)) {
   auto* const central = new QWidget;
   auto* const layout = new QVBoxLayout(central);
   layout->addWidget(notice_);
@@ -99,6 +99,7 @@ QWidget* MainWindow::makeLeft() {
   layout->addWidget(previewName_);
   previewName_->setObjectName(QStringLiteral("previewName"));
   previewName_->setTextFormat(Qt::PlainText);
+  previewName_->setContentsMargins(12, 0, 0, 0);
   previewName_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   previewName_->setText(tr("Hold B to see the picture as it is."));
   return left;
@@ -208,7 +209,7 @@ void MainWindow::makeHelpMenu() {
 void MainWindow::restoreGeometry() {
   const QSettings settings;
   if (!QMainWindow::restoreGeometry(settings.value(kGeometry).toByteArray())) {
-    resize(1080, 680);
+    resize(1240, 720);
   }
   splitter_->restoreState(settings.value(kSplitter).toByteArray());
 }

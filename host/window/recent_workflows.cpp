@@ -50,11 +50,15 @@ void RecentWorkflows::fill() {
       name = QStringLiteral("~/") + name.mid(home.size());
     }
     name.replace(QLatin1Char('&'), QStringLiteral("&&"));
-    addAction(QStringLiteral("&%1  %2").arg(i + 1).arg(name),
-              [this, path = bytesOf(list[i])] { emit chosen(path); });
+    // Later, because what is chosen makes a new menu.
+    connect(
+        addAction(QStringLiteral("&%1  %2").arg(i + 1).arg(name)), &QAction::triggered, this,
+        [this, path = bytesOf(list[i])] { emit chosen(path); }, Qt::QueuedConnection);
   }
   addSeparator();
-  addAction(tr("&Clear List"), [this] { store({}); });
+  connect(
+      addAction(tr("&Clear List")), &QAction::triggered, this, [this] { store({}); },
+      Qt::QueuedConnection);
 }
 
 }  // namespace kelvo::window

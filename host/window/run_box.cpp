@@ -31,7 +31,7 @@ RunBox::RunBox(QWidget* parent)
       copies_(named(new QRadioButton(tr("Put adjusted &copies into")), "copies")),
       folder_(named(new QLineEdit, "folder")),
       choose_(named(new QPushButton(tr("Choose…")), "chooseFolder")),
-      backup_(named(new QCheckBox(tr("&Keep each old file, its name followed by")), "backup")),
+      backup_(named(new QCheckBox(tr("&Keep the old files, with this suffix:")), "backup")),
       suffix_(named(new QLineEdit, "suffix")),
       keepDepth_(named(new QCheckBox(tr("Keep &16 bits a channel where there are")), "keepDepth")),
       options_(makeOptions()),
@@ -77,7 +77,7 @@ QWidget* RunBox::makeOptions() {
   layout->addWidget(copies_);
   layout->addWidget(makeFolderRow());
   layout->addWidget(keepDepth_);
-  suffix_->setMaximumWidth(suffix_->fontMetrics().averageCharWidth() * 12);
+  suffix_->setFixedWidth(suffix_->fontMetrics().averageCharWidth() * 12);
   suffix_->setAccessibleName(tr("End of the old files' names"));
   folder_->setAccessibleName(tr("Folder for the adjusted copies"));
   folder_->setPlaceholderText(tr("Folder"));
