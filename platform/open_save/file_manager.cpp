@@ -154,7 +154,7 @@ Result<Opened> open(const NSURL& url) {
   auto image = CGImageSourceCreateImageAtIndex(**source, 0);
   if (!image) return std::move(image).error();
   if (image->colorSpace && image->colorSpace->model != ColorModel::rgb) {
-    return Error{"only RGB pictures can be adjusted"};
+    return Error{"only RGB images are opened"};
   }
   auto properties = CGImageSourceCopyPropertiesAtIndex(**source, 0);
   if (!properties) return std::move(properties).error();

@@ -206,7 +206,7 @@ TEST_F(FileManager, SaysWhyItCannotOpen) {
   EXPECT_NE(open(directory_.file("short.jpg")), "");
   const std::string gray = directory_.file("gray.png");
   ASSERT_TRUE(shell("convert -size 4x4 xc:gray50 -colorspace Gray '" + gray + "'"));
-  EXPECT_EQ(open(gray), "The image could not be opened (only RGB pictures can be adjusted)");
+  EXPECT_EQ(open(gray), "The image could not be opened (only RGB images are opened)");
 }
 
 // Saving
