@@ -84,8 +84,8 @@ Result<void> walkStrings(const GifFile& file, const GifFrame& frame, Take take) 
   unsigned width = codeSize + 1;
   unsigned made = end + 1;  // codes below it exist
   bool first = true;        // the next string is the first one since the codes were cleared
-  unsigned previous = 0;
-  auto left = static_cast<std::int64_t>(frame.pixels());
+  unsigned length = 0;      // of the string before
+  std::uint64_t left = frame.pixels();
   while (left > 0) {
     if (!bits.has(width, position)) return tooShort;
     // Codes of one width, as many as are at hand. This loop is what rewriting a file takes.
@@ -93,7 +93,7 @@ Result<void> walkStrings(const GifFile& file, const GifFrame& frame, Take take) 
     std::size_t run = first ? 1 : bits.left(position) / width;
     if (growing) run = std::min<std::size_t>(run, (1U << width) - made);
     bool cleared = false;
-    for (; run > 0 && left > 0; --run) {
+    for (; run > 0; --run) {
       const unsigned code = bits.get(width, position);
       position += width;
       if (code - clear <= 1) {
@@ -102,17 +102,19 @@ Result<void> walkStrings(const GifFile& file, const GifFrame& frame, Take take) 
         break;
       }
       const unsigned added = growing ? made : kCodes;
-      lengths[added] = static_cast<std::uint16_t>(lengths[previous] + 1);
+      lengths[added] = static_cast<std::uint16_t>(length + 1);
       made += growing ? 1 : 0;
       if (code >= made) return Error{"the picture data is damaged: a code does not exist"};
       if (beyondTable && code < clear && code >= colors && code != frame.transparent) {
         return Error{fmt::format("a pixel has colour {} of a table of {}", code, colors)};
       }
-      const unsigned length = lengths[code];
+      length = lengths[code];
+      if (length >= left) {
+        if (length > left) return tooLong;
+        run = 1;
+      }
       left -= length;
-      if (left < 0) return tooLong;
       take(code, length, added);
-      previous = code;
     }
     first = cleared;
     if (cleared) {

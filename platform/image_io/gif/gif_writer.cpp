@@ -154,7 +154,7 @@ class GifWriter final : public CodecWriter {
     if (auto copied = copyTo(packedAt); !copied) return copied;
     const auto bytes = file_->bytes().bytes();
     const auto screen = std::to_integer<unsigned>(bytes[gif::kScreenPacked]);
-    unsigned packed = std::to_integer<unsigned>(bytes[packedAt]);
+    auto packed = std::to_integer<unsigned>(bytes[packedAt]);
     packed &= ~(gif::kSorted | gif::kTableSize);
     packed |= gif::kHasTable | (screen & gif::kTableSize);
     if ((screen & gif::kScreenSorted) != 0) packed |= gif::kSorted;

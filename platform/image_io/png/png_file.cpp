@@ -245,7 +245,7 @@ std::string PngFile::checkTransparency(std::size_t paletteEntries) const {
       break;
     case PngColor::gray:
     case PngColor::rgb:
-      if (size == header_.channels() * 2U) return "";
+      if (size == header_.channels() * std::size_t{2}) return "";
       break;
     case PngColor::grayAlpha:
     case PngColor::rgba:

@@ -1,5 +1,8 @@
 #include "platform/image_io/png/png_source.h"
 
+#include <fmt/format.h>
+
+#include <cstdint>
 #include <mutex>
 #include <utility>
 
@@ -84,6 +87,22 @@ Result<std::unique_ptr<CodecSource>> openPng(FileBytes file, const Limits& limit
   return std::unique_ptr<CodecSource>(std::make_unique<PngSource>(*std::move(png)));
 }
 
-Result<void> pngWritable(const PngFile& file) { return checkPngMemory(file, 2); }
+Result<void> pngWritable(const PngFile& file) {
+  if (file.pictures().size() > 1 && !file.colorKey().empty()) {
+    // All frames wait for the key, and those that were measured in memory.
+    const std::size_t pixelBytes = pngLayout(file).pixelBytes();
+    std::uint64_t needed = 0;
+    for (const PngPicture& picture : file.pictures()) {
+      needed += std::uint64_t{picture.header.width} * picture.header.height * pixelBytes;
+    }
+    if (needed > file.limits().maxMemoryBytes) {
+      return Error{
+          fmt::format("an animation with a transparent colour takes {} bytes of memory, over the "
+                      "limit of {} (--max-memory)",
+                      needed, file.limits().maxMemoryBytes)};
+    }
+  }
+  return checkPngMemory(file, 2);
+}
 
 }  // namespace kelvo

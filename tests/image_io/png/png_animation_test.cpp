@@ -18,7 +18,7 @@ Bytes assembled(const std::string& kind, const std::string& options) {
     run("convert -size 40x30 -seed 4 plasma:fractal -fill red -draw 'rectangle " + std::string(i) +
         "0,3 " + i + "5,9' " + kind + folder.path("f") + i + ".png");
   }
-  run("cd '" + folder.path("") + "' && apngasm out.png f1.png 3 25 " + options);
+  run("cd '" + folder.path("") + "' && apngasm out.png f1.png 3 25 -z0 " + options);
   return readFile(folder.path("out.png"));
 }
 
@@ -175,7 +175,7 @@ TEST(PngAnimation, OtherToolsSeeTheOppositeColoursInEveryFrame) {
   for (const auto& [kind, options] :
        {Case{"-depth 8 PNG24:", ""}, Case{"-depth 8 PNG24:", "-f -l2"},
         Case{"-transparent red -depth 8 PNG32:", "-kc"},
-        Case{"-depth 8 -colors 40 PNG8:", "-kp -kc"}, Case{"-depth 8 PNG24:", "-kc -z0"}}) {
+        Case{"-depth 8 -colors 40 PNG8:", "-kp -kc"}, Case{"-depth 8 PNG24:", "-kc"}}) {
     const Bytes before = assembled(kind, options);
     const auto source = openSource(before);
     EXPECT_EQ(source->status().cause, "");
@@ -348,6 +348,28 @@ TEST(PngAnimation, AColourKeyIsFreeInEveryFrame) {
   auto expected = chunksAroundData(before);
   std::erase_if(expected, [](const Chunk& c) { return c.type == "tRNS"; });
   EXPECT_EQ(around, expected);
+}
+
+// Two pixels of RGBA a frame.
+TEST(PngAnimation, AColourKeyTakesMemoryForAllFramesWithinTheLimit) {
+  const Bytes bytes = file({ihdr(2, 1, 8, 2),
+                            acTL(20),
+                            {"tRNS", fromHex("0001 0002 0003")},
+                            {"IDAT", pictureData({fromHex("010203 ffffff")})}});
+  std::vector<Chunk> chunks = chunksOf(bytes);
+  chunks.pop_back();  // IEND
+  for (unsigned i = 0; i < 20; ++i) {
+    chunks.push_back(fcTL({.number = 2 * i, .width = 2}));
+    chunks.push_back(fdAT(2 * i + 1, pictureData({fromHex("010203 ffffff")})));
+  }
+  const Bytes before = file(chunks);
+  EXPECT_TRUE(tryRewriteFrames(before, inverted, {}, {.maxMemoryBytes = 168}).ok());
+  const auto refused = tryRewriteFrames(before, inverted, {}, {.maxMemoryBytes = 167});
+  ASSERT_FALSE(refused.ok());
+  EXPECT_EQ(
+      refused.error().message,
+      "an animation with a transparent colour takes 168 bytes of memory, over the limit of 167 "
+      "(--max-memory)");
 }
 
 TEST(PngAnimation, AnIndexIntoTheOldDataGoesWithIt) {
