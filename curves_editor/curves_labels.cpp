@@ -54,8 +54,9 @@ void KelvoTQCurvesView::moveSelectedPointByField(NSPoint to) {
 void KelvoTQCurvesView::bottomLabelAction(const ValueField& sender) {
   if (swallowsLabelAction()) return;
   const int value = std::clamp(sender.intValue(), 0, 255);
+  const int column = value / 4 * 3;
   if (const auto point = selectedPoint()) {
-    moveSelectedPointByField({static_cast<double>(value / 4 * 3), point->y});
+    moveSelectedPointByField({static_cast<double>(column), point->y});
   }
 }
 
