@@ -43,7 +43,7 @@ class Conversion {
     return header_.color != PngColor::indexed && key_.empty() && header_.bitDepth >= 8;
   }
   [[nodiscard]] std::size_t storedPixelBytes() const {
-    return header_.channels() * (header_.bitDepth == 16 ? 2U : 1U);
+    return std::size_t{header_.channels()} * (header_.bitDepth == 16 ? 2 : 1);
   }
   [[nodiscard]] std::size_t pixelBytes() const { return pixelBytes_; }
 
@@ -80,7 +80,7 @@ class Conversion {
     for (std::size_t i = 0; i < pixels; ++i) {
       bool transparent = !key_.empty();
       for (std::size_t k = 0; k < channels; ++k) {
-        const Sample sample = load<Sample>(stored.data(), i * channels + k);
+        const auto sample = load<Sample>(stored.data(), i * channels + k);
         transparent = transparent && sample == key_[k];
         store(out, i * outChannels + k, static_cast<Sample>(sample * scale));
       }
@@ -204,7 +204,7 @@ Result<void> checkPngMemory(const PngFile& file, unsigned buffers) {
                   file.limits().maxMemoryBytes)};
 }
 
-Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file,
+Result<std::unique_ptr<RowSource>> openPngRows(const std::shared_ptr<const PngFile>& file,
                                                std::size_t picture) {
   if (auto fits = checkPngMemory(*file, 1); !fits) return std::move(fits).error();
   auto decoder = PngDecoder::open(file, picture);
@@ -217,7 +217,7 @@ Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> fi
   return std::unique_ptr<RowSource>(std::make_unique<StreamedRows>(*file, std::move(*decoder)));
 }
 
-Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t picture,
+Result<void> checkPngIndices(const std::shared_ptr<const PngFile>& file, std::size_t picture,
                              std::size_t entries) {
   const PngHeader& header = file->pictures()[picture].header;
   if (auto fits = checkPngMemory(*file, 0); !fits) return fits;

@@ -12,12 +12,12 @@ PixelLayout pngLayout(const PngFile& file);
 
 // Starts a pass over the rows of a picture. Interlaced pictures are decoded into memory with the
 // first row, an error if the limits do not allow it.
-Result<std::unique_ptr<RowSource>> openPngRows(std::shared_ptr<const PngFile> file,
+Result<std::unique_ptr<RowSource>> openPngRows(const std::shared_ptr<const PngFile>& file,
                                                std::size_t picture);
 
 // Decodes the indices of an indexed picture to the end of its data. An error if the data is damaged
 // or an index is `entries` or above.
-Result<void> checkPngIndices(std::shared_ptr<const PngFile> file, std::size_t picture,
+Result<void> checkPngIndices(const std::shared_ptr<const PngFile>& file, std::size_t picture,
                              std::size_t entries);
 
 // An error if `buffers` pictures in memory, which is what reading or rewriting an interlaced file
