@@ -43,11 +43,18 @@ MainWindow::MainWindow(ParameterDictionary defaults, std::vector<std::string> ac
   auto* const central = new QWidget;
   auto* const layout = new QVBoxLayout(central);
   layout->addWidget(notice_);
-  layout->addWidget(splitter_, 1);
+  auto* const rows = new QSplitter(Qt::Vertical);
+  rows->addWidget(splitter_);
+  rows->addWidget(problems_);
+  rows->setStretchFactor(0, 1);
+  rows->setChildrenCollapsible(false);
+  problems_->hide();
+  layout->addWidget(rows, 1);
   splitter_->addWidget(makeLeft());
   splitter_->addWidget(makeRight());
-  splitter_->setStretchFactor(0, 1);
+  splitter_->setStretchFactor(0, 2);
   splitter_->setStretchFactor(1, 1);
+  splitter_->setSizes({780, 440});
   splitter_->setChildrenCollapsible(false);
   setCentralWidget(central);
   setAcceptDrops(true);
@@ -106,18 +113,11 @@ QWidget* MainWindow::makeLeft() {
 }
 
 QWidget* MainWindow::makeRight() {
-  auto* const right = new QSplitter(Qt::Vertical);
-  auto* const upper = new QWidget;
-  auto* const layout = new QVBoxLayout(upper);
+  auto* const right = new QWidget;
+  auto* const layout = new QVBoxLayout(right);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(list_, 1);
   layout->addWidget(runBox_);
-  right->addWidget(upper);
-  right->addWidget(problems_);
-  right->setStretchFactor(0, 3);
-  right->setStretchFactor(1, 1);
-  right->setChildrenCollapsible(false);
-  problems_->hide();
   list_->setModel(&files_);
   return right;
 }

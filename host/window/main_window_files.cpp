@@ -76,10 +76,13 @@ void MainWindow::collected(const Collection& collection) {
   const std::size_t twice = files_.add(collection.files);
   QStringList details(collection.refused.begin(), collection.refused.end());
   if (collection.passedOver > 0) {
-    details += tr("%1 other files in folders, which are no photographs").arg(collection.passedOver);
+    details += collection.passedOver == 1
+                   ? tr("one file in a folder, which is no photograph")
+                   : tr("%1 files in folders, which are no photographs").arg(collection.passedOver);
   }
   if (twice > 0) {
-    details += tr("%1 files that are in the list already").arg(twice);
+    details += twice == 1 ? tr("one file that is in the list already")
+                          : tr("%1 files that are in the list already").arg(twice);
   }
   if (!details.isEmpty()) {
     notice_->tell(tr("Not added:"), details);

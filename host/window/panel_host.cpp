@@ -53,7 +53,6 @@ void PanelHost::makePanel() {
   connect(panel_.get(), &Panel::parametersChanged, this, &PanelHost::parametersChanged);
   area_->setWidget(panel_.get());
   panel_->show();
-  area_->setMinimumWidth(panel_->minimumSizeHint().width());
   if (!focusName.isEmpty()) {
     if (auto* const control = panel_->findChild<QWidget*>(focusName)) {
       control->setFocus();

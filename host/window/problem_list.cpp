@@ -9,6 +9,12 @@
 
 namespace kelvo::window {
 
+namespace {
+
+constexpr int kLinesWanted = 6;
+
+}  // namespace
+
 ProblemList::ProblemList(QWidget* parent) : QTreeWidget(parent) {
   setObjectName(QStringLiteral("problems"));
   setAccessibleName(tr("What failed, and why"));
@@ -18,6 +24,9 @@ ProblemList::ProblemList(QWidget* parent) : QTreeWidget(parent) {
   setSelectionMode(QAbstractItemView::ExtendedSelection);
   setAlternatingRowColors(true);
   header()->setStretchLastSection(true);
+  header()->setResizeContentsPrecision(100);
+  header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+  header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
   auto* const copyAction = new QAction(tr("&Copy"), this);
   copyAction->setShortcut(QKeySequence::Copy);
   copyAction->setShortcutContext(Qt::WidgetShortcut);
@@ -26,14 +35,14 @@ ProblemList::ProblemList(QWidget* parent) : QTreeWidget(parent) {
   setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
+QSize ProblemList::sizeHint() const {
+  return {400, header()->sizeHint().height() + kLinesWanted * (fontMetrics().height() + 4)};
+}
+
 void ProblemList::add(const std::string& path, FileState state, const QString& message) {
   auto* const item = new QTreeWidgetItem(this, {fileName(path), stateText(state), message});
   item->setToolTip(0, shown(path));
   item->setToolTip(2, message);
-  if (topLevelItemCount() == 1) {
-    resizeColumnToContents(0);
-    resizeColumnToContents(1);
-  }
 }
 
 QString ProblemList::text() const {

@@ -18,6 +18,8 @@ class ProblemList : public QTreeWidget {
   // "PATH: MESSAGE", a line each: those selected, or all.
   [[nodiscard]] QString text() const;
 
+  [[nodiscard]] QSize sizeHint() const override;
+
  public slots:
   void copy() const;
 };

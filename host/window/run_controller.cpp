@@ -93,7 +93,7 @@ bool RunController::chooseRows() {
     return true;
   }
   QMessageBox question(QMessageBox::Question, tr("Run"),
-                       tr("%1 of %2 files have been adjusted already.").arg(done).arg(rows_.size()),
+                       tr("Adjusted already: %1 of %2 files.").arg(done).arg(rows_.size()),
                        QMessageBox::Cancel, window_);
   question.setInformativeText(tr("Adjusting them again comes on top of what was done."));
   const QPushButton* const others =
