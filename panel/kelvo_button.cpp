@@ -3,6 +3,8 @@
 namespace kelvo {
 
 KelvoButton::KelvoButton(QWidget* parent) : QToolButton(parent) {
+  // A click takes the focus, so that a number that is being typed is stored before it is stepped.
+  setFocusPolicy(Qt::StrongFocus);
   connect(this, &QAbstractButton::pressed, this, &KelvoButton::mouseDown);
 }
 

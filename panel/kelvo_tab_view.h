@@ -20,6 +20,10 @@ class KelvoTabView : public QStackedWidget {
   // Takes the border's unit away from the pages. There is never a strip of tabs.
   void setTabViewType(NSTabViewType type);
 
+  // Room for every page with all of its text.
+  [[nodiscard]] QSize minimumSizeHint() const override;
+  [[nodiscard]] QSize sizeHint() const override { return minimumSizeHint(); }
+
  protected:
   void paintEvent(QPaintEvent* event) override;
 };

@@ -19,11 +19,18 @@ QStringList NSMatrix::titles() const {
 void NSMatrix::setTitles(const QStringList& titles) {
   for (Cell* cell : cells_) delete cell;
   cells_.clear();
+  // Titles may come after the widgets that follow this one, the cells' turn is before those.
+  QWidget* previous = previousInFocusChain();
+  while (previous != this && previous->focusPolicy() == Qt::NoFocus) {
+    previous = previous->previousInFocusChain();
+  }
   for (const QString& title : titles) {
     const int row = static_cast<int>(cells_.size());
     auto* cell = new Cell(title, this);
     cell->setAutoExclusive(titles.size() > 1);
     layout()->addWidget(cell);
+    setTabOrder(previous, cell);
+    previous = cell;
     cells_.push_back(cell);
     connect(cell, &QRadioButton::clicked, this, [this, row] {
       selectedRow_ = row;
