@@ -22,8 +22,8 @@ BmpPixels::BmpPixels(const BmpHeader& header, PixelLayout layout)
   std::uint32_t taken = 0;
   for (std::size_t k = 0; k < layout.components; ++k) {
     taken |= channels_[k].mask;
-    if (layout.type != SampleType::u8) continue;
     const std::uint32_t maximum = channels_[k].maximum();
+    if (layout.type != SampleType::u8 || maximum == 0) continue;
     for (std::uint32_t stored = 0; stored <= maximum; ++stored) {
       toSample_[k].push_back(
           static_cast<std::uint8_t>(rescale(stored, maximum, kMaximum<std::uint8_t>)));

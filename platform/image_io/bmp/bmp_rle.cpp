@@ -85,7 +85,7 @@ class Decoder {
     if (data_.size() - at_ < padded) return incomplete();
     if (!fits(count)) return;
     for (unsigned i = 0; i < count; ++i) {
-      const unsigned value = std::to_integer<unsigned>(data_[at_ + (nibbles_ ? i / 2 : i)]);
+      const auto value = std::to_integer<unsigned>(data_[at_ + (nibbles_ ? i / 2 : i)]);
       const unsigned half = i % 2 == 0 ? value >> 4 : value & 15U;
       put(static_cast<std::uint8_t>(nibbles_ ? half : value));
     }

@@ -192,8 +192,11 @@ Result<EncodedWebp> takeChunks(std::span<const std::byte> file) {
   EncodedWebp encoded;
   for (const WebpChunk& chunk : readWebpChunks(file.subspan(kRiffHeaderBytes)).chunks) {
     std::vector<std::byte> data(chunk.data.begin(), chunk.data.end());
-    if (chunk.alpha()) encoded.alpha = std::move(data);
-    if (chunk.lossy() || chunk.lossless()) encoded.colors = std::move(data);
+    if (chunk.alpha()) {
+      encoded.alpha = std::move(data);
+    } else if (chunk.lossy() || chunk.lossless()) {
+      encoded.colors = std::move(data);
+    }
   }
   if (encoded.colors.empty()) return Error{"the encoder gave no picture"};
   return encoded;
