@@ -28,6 +28,7 @@ struct Output {
 Error failed() { return Error{"the picture data are damaged"}; }
 
 Result<void> decodeFirst(Dav1dContext* decoder, Bytes data, Dav1dPicture& picture) {
+  if (data.empty()) return Error{"the picture data are missing"};
   Input input;
   std::uint8_t* const to = dav1d_data_create(&input.data, data.size());
   if (to == nullptr) return Error{"there is not enough memory to decode the picture"};

@@ -38,10 +38,10 @@ class Assembly {
     const std::size_t metaBytes = buildMeta().size();
     layOut(metaBytes);
     meta_ = buildMeta();
+    pieces_[metaPiece_] = meta_;
     for (const Bytes piece : pieces_) {
-      if (auto written = out.write(piece.data() == nullptr ? Bytes(meta_) : piece); !written) {
-        return written;
-      }
+      if (piece.empty()) continue;
+      if (auto written = out.write(piece); !written) return written;
     }
     return {};
   }
@@ -254,6 +254,7 @@ class Assembly {
     for (std::size_t i = 0; i < structure_.boxes.size(); ++i) {
       const Box& box = structure_.boxes[i];
       if (i == structure_.meta) {
+        metaPiece_ = pieces_.size();
         pieces_.emplace_back();  // stands for it until it is known
         position += metaBytes;
         continue;
@@ -273,7 +274,6 @@ class Assembly {
         position += piece.size();
       }
     }
-    std::erase_if(pieces_, [](Bytes piece) { return piece.data() != nullptr && piece.empty(); });
   }
 
   Bytes header(const Box& box, std::uint64_t payload) {
@@ -298,6 +298,7 @@ class Assembly {
   std::map<std::uint32_t, std::vector<std::byte>> changed_;
   std::vector<std::pair<FourCC, std::vector<std::byte>>> added_;
   std::vector<Bytes> pieces_;
+  std::size_t metaPiece_ = 0;
   std::list<std::vector<std::byte>> headers_;
   std::vector<std::byte> meta_;
 };

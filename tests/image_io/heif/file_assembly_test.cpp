@@ -94,6 +94,21 @@ TEST(HeifFileAssembly, DataInsideTheListOfItemsCanGrow) {
   EXPECT_EQ(itemData(written, "hvc1"), itemData(file, "hvc1"));
 }
 
+TEST(HeifFileAssembly, APictureWithoutDataIsDamageAndFailsTheFrame) {
+  for (const Codec* const codec : {&kHeicCodec, &kAvifCodec}) {
+    const bool heic = codec == &kHeicCodec;
+    const Bytes file = heic ? makeHeic("-q 50", 64, 64) : makeAvif("", 64, 64);
+    const auto structure = heif::readStructure(file);
+    heif::Edits edits;
+    edits.data[structure->primary] = {};
+    const Bytes empty = edited(*structure, edits);
+    const auto source = openSource(*codec, empty);
+    EXPECT_EQ(source->status().cause, "the data of a picture are damaged");
+    EXPECT_EQ(source->writable().error().message, "an item's data have no length");
+    EXPECT_FALSE(tryPixels(*codec, empty));
+  }
+}
+
 TEST(HeifFileAssembly, DataThatLieInPiecesAreReplacedByOnePiece) {
   const Bytes file = makeAvif("", 64, 64, true);
   auto structure = heif::readStructure(file).value();
