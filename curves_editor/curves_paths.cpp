@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <span>
 
 #include "curves_editor/kelvo_tq_curves_view.h"
 
@@ -38,14 +38,16 @@ void KelvoTQCurvesView::fillBezierControlPointsForChannel(int channel) {
   auto& groups = outlines_[index(channel)].bezierPoints;
   groups.clear();
   for (std::size_t i = 0; i + 1 < curve.points.size(); ++i) {
+    // No sample lies left of this segment, so that the search for it may begin here.
+    const auto from = [i](const auto& values) { return std::span(values).subspan(i); };
     const float h = (curve.points[i + 1].x - curve.points[i].x) * 0.25F;
     for (int j = 0; j < 4; ++j) {
       const float x0 = curve.points[i].x + static_cast<float>(j) * h;
       const float x[4] = {x0, x0 + h / 3, x0 + 2 * h / 3, x0 + h};
       float y[4] = {};
       for (std::size_t k = 0; k < 4; ++k) {
-        y[k] = getRealCurveValueAtX_withPoints_count_A_B_C_D(x[k], curve.points, curve.A, curve.B,
-                                                             curve.C, curve.D);
+        y[k] = getRealCurveValueAtX_withPoints_count_A_B_C_D(
+            x[k], from(curve.points), from(curve.A), from(curve.B), from(curve.C), from(curve.D));
       }
       std::array<NSPoint, 4> group{
           {{x[0], y[0]},

@@ -23,6 +23,7 @@ NSImageRef KelvoTQCurvesView::imageNamed(const char* name) const {
 }
 
 void KelvoTQCurvesView::awakeFromNib() {
+  popCursors();  // those of an earlier waking
   const char* const names[] = {"CurvesCursor.tif", "CurvesAdd.tif", "CurvesMove.tif"};
   for (std::size_t i = 0; i < curvesCursors_.size(); ++i) {
     curvesCursors_[i] = NSCursor::initWithImage_hotSpot(imageNamed(names[i]), kHotSpot);

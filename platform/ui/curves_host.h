@@ -3,6 +3,8 @@
 #include <QWidget>
 #include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "curves_editor/view_host.h"
 #include "platform/ui/qt_window.h"

@@ -2,7 +2,9 @@
 
 #include <QPainter>
 #include <cmath>
+#include <cstring>
 #include <map>
+#include <string>
 #include <utility>
 
 #include "platform/image/render.h"

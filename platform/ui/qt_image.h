@@ -11,8 +11,8 @@ namespace kelvo {
 QImage toQt(const CGImage& image);
 
 // A picture for display with `scale` pixels to a view unit (the result's device pixel ratio; that
-// of a file may differ). Null if there is nothing to draw or it cannot be read. Files are kept in
-// QPixmapCache's stead by this process: they are read once.
+// of a file may differ). Null if there is nothing to draw or it cannot be read. A file is read once
+// and then kept. Main thread.
 QImage toQt(const NSImage& image, double scale);
 
 }  // namespace kelvo
