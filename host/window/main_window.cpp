@@ -16,6 +16,7 @@
 
 #include "host/run/run_plan.h"
 #include "host/window/paths.h"
+#include "platform/foundation/ns_bundle.h"
 
 namespace kelvo::window {
 namespace {
@@ -63,6 +64,9 @@ MainWindow::MainWindow(ParameterDictionary defaults, std::vector<std::string> ac
   makeRunMenu();
   makeHelpMenu();
 
+  if (const auto path = findBundle(actionDirectories_, host::kActionName)) {
+    if (auto bundle = NSBundle::bundleWithPath(*path)) panelHost_->setBundle(*bundle);
+  }
   connect(panelHost_, &PanelHost::parametersChanged, this, &MainWindow::updateTitle);
   connect(actionChoice_, &QComboBox::activated, this, &MainWindow::selectAction);
   connect(&collector_, &FileCollector::collected, this, &MainWindow::collected);
@@ -255,6 +259,7 @@ bool MainWindow::saveAs() {
 }
 
 bool MainWindow::saveTo(const std::string& path) {
+  finishTyping();
   if (path == workflow_.path() && workflow_.changedOnDisk()) {
     const auto answer = QMessageBox::question(
         this, tr("Save Workflow"),
@@ -275,8 +280,18 @@ bool MainWindow::saveTo(const std::string& path) {
   return true;
 }
 
+// What is being typed into a field counts, although a key was pressed before the field was left.
+void MainWindow::finishTyping() {
+  auto* const field = qobject_cast<QLineEdit*>(focusWidget());
+  if (field != nullptr) {
+    field->clearFocus();
+    field->setFocus();
+  }
+}
+
 // Whether the workflow may be given up for another one, after what people say to that.
 bool MainWindow::mayDiscard() {
+  finishTyping();
   if (!workflow_.changed()) {
     return true;
   }
@@ -334,7 +349,10 @@ void MainWindow::refuse(const QString& what, const QString& why) {
   message.exec();
 }
 
-void MainWindow::run() { run_->run(workflow_.document()); }
+void MainWindow::run() {
+  finishTyping();
+  run_->run(workflow_.document());
+}
 
 // The numbers of a run are rows of the list.
 void MainWindow::listLocked(bool locked) {

@@ -28,6 +28,11 @@ PanelHost::~PanelHost() {
   panel_.reset();
 }
 
+void PanelHost::setBundle(std::shared_ptr<const NSBundle> bundle) {
+  bundle_ = std::move(bundle);
+  panel_->setBundle(bundle_);
+}
+
 void PanelHost::showSample(const QImage& sample) {
   sample_ = sample;
   makePanel();
@@ -50,6 +55,7 @@ void PanelHost::makePanel() {
   area_->takeWidget();
   panel_.reset();
   panel_ = std::make_unique<Panel>(parameters_, sample_);
+  panel_->setBundle(bundle_);
   connect(panel_.get(), &Panel::parametersChanged, this, &PanelHost::parametersChanged);
   area_->setWidget(panel_.get());
   panel_->show();

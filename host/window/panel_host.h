@@ -20,6 +20,8 @@ class PanelHost : public QWidget {
   explicit PanelHost(std::shared_ptr<ParameterDictionary> parameters, QWidget* parent = nullptr);
   ~PanelHost() override;
 
+  // The bundle with the pictures of the curves view.
+  void setBundle(std::shared_ptr<const NSBundle> bundle);
   // Null for the shipped picture.
   void showSample(const QImage& sample);
   // The parameters have become others.
@@ -36,6 +38,7 @@ class PanelHost : public QWidget {
   void makePanel();
 
   std::shared_ptr<ParameterDictionary> parameters_;
+  std::shared_ptr<const NSBundle> bundle_;
   QImage sample_;
   QScrollArea* area_;
   QLabel* foreign_;  // in place of the panel for an action that it does not know

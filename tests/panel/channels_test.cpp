@@ -229,6 +229,20 @@ TEST_F(CurvesTab, DrawingRendersThePreviewOnceHoweverManyCurvesAreDrawn) {
   EXPECT_NE(c().afterView->grab().toImage(), shown);
 }
 
+TEST_F(CurvesTab, PointsAreMarkedWithThePicturesOfTheBundle) {
+  showActivePanel();
+  view().addPointToCurveAt({96, 96});
+  const QImage without = c().curvesView->grab().toImage();
+  const auto bundle = NSBundle::bundleWithPath(KELVO_BINARY_DIR "/lib/kelvo/Kelvo Images.action");
+  ASSERT_TRUE(bundle.ok());
+  panel_->setBundle(*bundle);
+  const QImage with = c().curvesView->grab().toImage();
+  // Where the point is, and nowhere far from it.
+  const auto differs = [&](QRect place) { return with.copy(place) != without.copy(place); };
+  EXPECT_TRUE(differs({90, 90, 18, 18}));
+  EXPECT_FALSE(differs({120, 20, 40, 40}));
+}
+
 TEST_F(CurvesTab, TheHistogramIsOffAtFirstAndShownWhenAskedFor) {
   EXPECT_FALSE(c().curvesHistogram->isChecked());
   showActivePanel();

@@ -48,6 +48,10 @@ int main(int count, char** arguments) {
 
   kelvo::Panel panel(kelvo::testing::defaultParameters(), QImage());
   const kelvo::KelvoController& controller = panel.controller();
+  if (const auto bundle =
+          kelvo::NSBundle::bundleWithPath(KELVO_BINARY_DIR "/lib/kelvo/Kelvo Images.action")) {
+    panel.setBundle(*bundle);
+  }
   panel.resize(panel.sizeHint());
   panel.show();
   for (int number = 0; number < controller.filterPopUp->count(); ++number) {
