@@ -64,6 +64,7 @@ class MainWindow : public QMainWindow {
   void makeHelpMenu();
   void restoreGeometry();
 
+  void finishTyping();
   bool mayDiscard();
   void showWorkflow();
   void selectAction(int index);

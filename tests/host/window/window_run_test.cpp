@@ -140,8 +140,7 @@ TEST_F(WindowRun, AsksBeforeItAdjustsAFileTwice) {
   {
     Answers answers({"Only the Others", kRewrite});
     runToEnd();
-    EXPECT_THAT(answers.asked()[0].toStdString(),
-                HasSubstr("Adjusted already: 1 of 2 files."));
+    EXPECT_THAT(answers.asked()[0].toStdString(), HasSubstr("Adjusted already: 1 of 2 files."));
     EXPECT_THAT(answers.asked()[1].toStdString(), HasSubstr("Rewrite one file in place?"));
   }
   EXPECT_TRUE(read("a.jpg") == once);

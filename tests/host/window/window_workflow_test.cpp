@@ -168,6 +168,20 @@ TEST_F(WindowWorkflow, EditsTheActionThatIsChosen) {
   EXPECT_EQ(saved->actions[2].parameters.intValue("filterPopUp"), 16);
 }
 
+TEST_F(WindowWorkflow, SavesWhatIsBeingTyped) {
+  write("a.kelvo", R"({"format": 1, "actions": [
+    {"action": "Kelvo Images", "parameters": {"filterPopUp": "15", "thresholdSlider": "100"}}]})");
+  ASSERT_TRUE(window().openWorkflow(path("a.kelvo")));
+  window().activateWindow();
+  auto& field = widget<QLineEdit>("thresholdValue");
+  field.setFocus();
+  field.selectAll();
+  QTest::keyClicks(&field, "77");
+  ASSERT_TRUE(window().save());
+  EXPECT_EQ(readWorkflow(path("a.kelvo"))->actions[0].parameters.doubleValue("thresholdSlider"),
+            77);
+}
+
 TEST_F(WindowWorkflow, RemembersItsPlace) {
   window().resize(900, 640);
   ASSERT_TRUE(window().QWidget::close());
