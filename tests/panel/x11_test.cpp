@@ -2,6 +2,7 @@
 // calls. Starts a server of its own; is skipped where none is installed.
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <QStandardPaths>
 #include <QStyleFactory>
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -114,6 +116,7 @@ pid_t startServer() {
   if (pipe(ends) != 0) return 0;
   const pid_t server = fork();
   if (server == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
     close(ends[0]);
     const std::string descriptor = std::to_string(ends[1]);
     execlp("Xvfb", "Xvfb", "-displayfd", descriptor.c_str(), "-screen", "0", "1400x900x24",
@@ -144,6 +147,10 @@ int main(int count, char** arguments) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   if (::testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
   const pid_t server = kelvo::startServer();
+  if (server != 0 && qgetenv("QT_QPA_PLATFORM") != "xcb") {
+    std::fputs("Xvfb does not start\n", stderr);
+    return 1;
+  }
   int failed = 0;
   {
     const QApplication application(count, arguments);
