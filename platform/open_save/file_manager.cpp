@@ -1,25 +1,18 @@
 #include "platform/open_save/file_manager.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <span>
 #include <utility>
 #include <vector>
 
-#include "platform/foundation/path_text.h"
 #include "platform/image_io/cg_image_destination.h"
 #include "platform/image_io/cg_image_source.h"
-#include "platform/image_io/file_replacement.h"
 #include "platform/image_io/file_system.h"
-#include "platform/image_io/mapped_file.h"
-#include "platform/image_io/output_file.h"
-#include "platform/open_save/image_types.h"
+#include "platform/open_save/resaving.h"
 
 namespace kelvo {
 namespace {
-
-constexpr std::uint32_t kRowsAtATime = 16;
 
 struct Information final : ImageInformation {
   FramePropertiesRef properties;
@@ -40,56 +33,6 @@ Result<CGImageSourceRef> openWhole(const NSURL& url) {
     return Error{std::move(found.cause)};
   }
   return source;
-}
-
-// Decodes every pixel, so that no damage is handed on.
-Result<void> decodeAll(const CGImageSource& source) {
-  for (std::size_t frame = 0; frame < CGImageSourceGetCount(source); ++frame) {
-    const auto image = CGImageSourceCreateImageAtIndex(source, frame);
-    if (!image) return image.error();
-    auto rows = image->openRows();
-    if (!rows) return std::move(rows).error();
-    const std::size_t rowBytes = image->width * image->layout.pixelBytes();
-    std::vector<std::byte> strip(rowBytes * std::min(kRowsAtATime, image->height));
-    for (std::uint32_t y = 0; y < image->height; y += kRowsAtATime) {
-      const std::uint32_t count = std::min(kRowsAtATime, image->height - y);
-      if (auto read = (*rows)->read(std::span(strip).first(rowBytes * count), count); !read) {
-        return read;
-      }
-    }
-  }
-  return {};
-}
-
-// That the file could be written in the format that the target's name stands for.
-Result<void> checkTarget(const CGImageSource& source, const NSURL& target) {
-  const std::string extension = pathExtension(target.path());
-  const std::string_view type = imageTypeForExtension(extension);
-  if (type.empty()) {
-    return Error{extension.empty() ? "the new name has no extension"
-                                   : "no image format has the extension " + extension};
-  }
-  const Codec& codec = source.codec();
-  if (type != codec.type) {
-    return Error{"from " + std::string(codec.displayName) + ", no " + extension +
-                 " file can be made"};
-  }
-  if (codec.createWriter == nullptr) {
-    return Error{std::string(codec.displayName) + " files are never written"};
-  }
-  return {};
-}
-
-Result<void> copyTo(const MappedFile& file, const NSURL& target) {
-  FileSystem& fileSystem = realFileSystem();
-  auto replacement = FileReplacement::begin(target.path(), {.create = true}, fileSystem);
-  if (!replacement) return std::move(replacement).error();
-  if (file.identity() == (*replacement)->identity()) return {};  // one file under both names
-  OutputFile output((*replacement)->descriptor(), fileSystem);
-  if (auto written = output.write(file.bytes()); !written) return written;
-  if (auto flushed = output.flush(); !flushed) return flushed;
-  if (auto sealed = (*replacement)->sealContents(); !sealed) return sealed;
-  return (*replacement)->commit();
 }
 
 // Leaves out the alpha of premultiplied pixels, of one byte or more a sample.
@@ -126,20 +69,6 @@ CGImage withoutAlpha(CGImage image) {
         std::make_unique<OpaqueRows>(std::move(rows).value(), width, sampleBytes));
   };
   return image;
-}
-
-Result<void> resave(const NSURL& from, const NSURL& target) {
-  auto file = MappedFile::open(from.path());
-  if (!file) return std::move(file).error();
-  auto source = CGImageSourceCreateWithBytes(from.path(), *file);
-  if (!source) return std::move(source).error();
-  if (auto possible = checkTarget(**source, target); !possible) return possible;
-  if (SourceStatus found = CGImageSourceGetStatus(**source);
-      found.status != CGImageSourceStatus::complete) {
-    return Error{std::move(found.cause)};
-  }
-  if (auto decoded = decodeAll(**source); !decoded) return decoded;
-  return copyTo(**file, target);
 }
 
 struct Opened {
@@ -201,7 +130,7 @@ auto guarded(Operation operation) -> decltype(operation()) try {
 
 std::optional<NSError> CodecFileManager::TQOSF_ResaveImageAtURL_toURL(const NSURL& source,
                                                                       const NSURL& target) {
-  const auto done = guarded([&] { return resave(source, target); });
+  const auto done = guarded([&] { return resaveImage(source, target, realFileSystem()); });
   if (done) return std::nullopt;
   return describe("The image could not be saved under its new name", done.error());
 }

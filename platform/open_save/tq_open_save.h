@@ -26,8 +26,9 @@ class TQOSFFileManager {
   virtual ~TQOSFFileManager() = default;
 
   // Saves the file's image once more under the target's name, in the format that the target's
-  // extension stands for, which must be the file's own: pixels and everything else are kept as they
-  // are. Where there is a target already, it is replaced. None on success.
+  // extension stands for. If that is the file's own, the file is copied as it is. Else its picture
+  // is converted, with its colour profile and EXIF data; a picture that the format cannot hold is
+  // refused. Where there is a target already, it is replaced. None on success.
   virtual std::optional<NSError> TQOSF_ResaveImageAtURL_toURL(const NSURL& source,
                                                               const NSURL& target) = 0;
 

@@ -123,12 +123,20 @@ TEST_F(FileManager, LeavesAFileAloneThatIsItsOwnTarget) {
   EXPECT_EQ(readFile(file), readFile(sample("lake.jpg")));
 }
 
-TEST_F(FileManager, SavesNoImageInAnotherFormat) {
+TEST_F(FileManager, SavesAnImageInAnotherFormat) {
+  const std::string png = directory_.file("lake.png");
+  EXPECT_EQ(resave(sample("lake.jpg"), png), "");
+  EXPECT_EQ(pixelsOf(png), pixelsOf(sample("lake.jpg")));
+  const std::string jpeg = directory_.file("chart.JPG");
+  EXPECT_EQ(resave(sample("chart.tif"), jpeg), "");
+  ASSERT_EQ(open(jpeg), "");
+  EXPECT_EQ(type_, "public.jpeg");
+}
+
+TEST_F(FileManager, SaysWhichFormatItDoesNotMake) {
   const std::string failed = "The image could not be saved under its new name ";
-  EXPECT_EQ(resave(sample("lake.jpg"), directory_.file("lake.png")),
-            failed + "(from JPEG, no png file can be made)");
-  EXPECT_EQ(resave(sample("leaf.png"), directory_.file("leaf.jpg")),
-            failed + "(from PNG, no jpg file can be made)");
+  EXPECT_EQ(resave(sample("lake.jpg"), directory_.file("lake.gif")),
+            failed + "(from JPEG, no gif file can be made)");
   EXPECT_EQ(resave(sample("lake.jpg"), directory_.file("lake.txt")),
             failed + "(no image format has the extension txt)");
   EXPECT_EQ(resave(sample("lake.jpg"), directory_.file("lake")),

@@ -43,17 +43,29 @@ class OpenSaveFiles : public ::testing::Test {
 
 TEST_F(OpenSaveFiles, ResavesUnderAnotherExtensionOfTheFormat) {
   const std::string lake = sample("lake.jpg");
-  const std::string chart = sample("chart.tif");
   EXPECT_EQ(std::get<PathList>(bridge_.resultOfInput_extension(PathList{lake}, "jpeg")),
             PathList{"file://" + directory_.file("lake.jpeg")});
   EXPECT_EQ(readFile(directory_.file("lake.jpeg")), readFile(lake));
-  EXPECT_EQ(std::get<PathList>(bridge_.resultOfInput_extension(PathList{lake, chart}, "tiff")),
-            PathList{"file://" + directory_.file("chart.tiff")});
-  ASSERT_EQ(log_.lines().size(), 1U);
-  EXPECT_EQ(
-      log_.lines()[0].text,
-      "The image could not be saved under its new name (from JPEG, no tiff file can be made)");
-  EXPECT_EQ(log_.lines()[0].path, lake);
+}
+
+TEST_F(OpenSaveFiles, ConvertsToTheFormatOfTheExtension) {
+  const std::string lake = sample("lake.jpg");
+  const std::string leaf = sample("leaf.png");  // transparent in places
+  const std::string pages = sample("two-pages.tif");
+  EXPECT_EQ(std::get<PathList>(bridge_.resultOfInput_extension(PathList{lake}, "tiff")),
+            PathList{"file://" + directory_.file("lake.tiff")});
+  EXPECT_TRUE(shell("convert '" + lake + "' '" + directory_.file("theirs.rgb") + "' && convert '" +
+                    directory_.file("lake.tiff") + "' '" + directory_.file("ours.rgb") + "'"));
+  EXPECT_TRUE(readFile(directory_.file("ours.rgb")) == readFile(directory_.file("theirs.rgb")));
+  EXPECT_EQ(std::get<PathList>(bridge_.resultOfInput_extension(PathList{leaf, lake, pages}, "jpg")),
+            PathList{"file://" + lake});
+  EXPECT_EQ(log_.texts(),
+            (std::vector<std::string>{
+                "The image could not be saved under its new name (the picture is transparent in "
+                "places, and JPEG files are opaque)",
+                "The image could not be saved under its new name (its file holds 2 images, and a "
+                "JPEG file made of it would hold one)"}));
+  EXPECT_EQ(log_.lines()[0].path, leaf);
 }
 
 TEST_F(OpenSaveFiles, AdjustsFilesInPlaceAndSkipsThoseThatItCannot) {
