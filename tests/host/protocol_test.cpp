@@ -35,6 +35,8 @@ std::vector<Message> examples() {
   picture.width = 1;
   picture.height = 2;
   picture.pixels = std::string("\0\1\2\377abc\0", 8);
+  PictureMessage noPicture;
+  noPicture.failure = "why not";
   return {setup,
           SetupMessage{},
           FileMessage{std::string("a\n\0b", 4), "from", ".old"},
@@ -45,7 +47,7 @@ std::vector<Message> examples() {
           DoneMessage{},
           PictureRequestMessage{"a\377b", 640},
           picture,
-          PictureMessage{"why not"}};
+          noPicture};
 }
 
 std::string payloadOf(const Message& message) { return encodeFrame(message).substr(4); }
