@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "platform/image_io/jpeg/jpeg_metadata.h"
 #include "platform/image_io/jpeg/jpeg_structure.h"
+#include "platform/image_io/little_endian.h"
 #include "platform/image_io/png/png_file.h"
 #include "platform/image_io/tiff/directory.h"
 #include "platform/image_io/tiff/tags.h"
@@ -21,6 +23,9 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::string_view kExifPrefix = "Exif\0\0"sv;
+
+// Of a chunk that EXIF data stood in before there was one for them.
+constexpr std::string_view kExifKeyword = "Raw profile type exif\0"sv;
 
 using Block = std::vector<std::byte>;
 
@@ -61,16 +66,16 @@ Result<Block> ofPng(const FileBytes& bytes) {
   if (!opened) return opened.error();
   const PngFile& file = **opened;
   Block exif;
+  bool exifAsText = false;
   bool colorsTold = false;
   for (const PngChunk& chunk : file.chunks()) {
     const std::string_view name = chunk.name();
     colorsTold = colorsTold || name == "iCCP" || name == "sRGB";
     if (name == "cICP") return Error{"its colours are told by code points (cICP)"};
     if (name == "eXIf") exif = copyOf(chunk.data);
-    if (name == "zTXt" && textOf(chunk.data).starts_with("Raw profile type exif\0"sv)) {
-      return Error{"its EXIF data are in the form of text"};
-    }
+    exifAsText = exifAsText || (name == "zTXt" && textOf(chunk.data).starts_with(kExifKeyword));
   }
+  if (exif.empty() && exifAsText) return Error{"its EXIF data are in the form of text"};
   for (const std::string_view name : {"gAMA"sv, "cHRM"sv}) {
     const PngChunk* const chunk = file.find(name);
     if (chunk != nullptr && !colorsTold && !isLikeSrgb(*chunk)) {
@@ -83,6 +88,9 @@ Result<Block> ofPng(const FileBytes& bytes) {
 Result<Block> ofWebp(const FileBytes& bytes) {
   const auto file = WebpFile::open(bytes, {});
   if (!file) return file.error();
+  if (!(*file)->frames().front().animationHeader.empty()) {
+    return Error{"it is an animation, if of one picture"};
+  }
   for (const WebpChunk& chunk : (*file)->chunks()) {
     if (chunk.name() != "EXIF") continue;
     const bool prefixed = textOf(chunk.data).starts_with(kExifPrefix);
@@ -107,21 +115,31 @@ Result<Block> ofTiff(const FileBytes& file, const CGImage& image) {
   return buildExifBlock(*tree);
 }
 
-Result<Block> exifOf(std::string_view type, const FileBytes& file, const CGImage& image) {
-  if (type == kJpegCodec.type) return ofJpeg(file);
-  if (type == kPngCodec.type) return ofPng(file);
-  if (type == kTiffCodec.type) return ofTiff(file, image);
-  if (type == kWebpCodec.type) return ofWebp(file);
-  // Neither has a place for it.
-  if (type == kBmpCodec.type || type == kGifCodec.type) return Block();
-  return Error{"files of this format are not converted"};
+// It has no EXIF data, but its picture may stand anywhere on a larger canvas.
+Result<Block> ofGif(const FileBytes& file, const CGImage& image) {
+  constexpr std::size_t kCanvas = 6;
+  if (readLittleEndian16(file->bytes(), kCanvas) != image.width ||
+      readLittleEndian16(file->bytes(), kCanvas + 2) != image.height) {
+    return Error{"its picture does not fill its canvas"};
+  }
+  return Block();
+}
+
+Result<Block> exifOf(const Codec& format, const FileBytes& file, const CGImage& image) {
+  if (format.type == kJpegCodec.type) return ofJpeg(file);
+  if (format.type == kPngCodec.type) return ofPng(file);
+  if (format.type == kTiffCodec.type) return ofTiff(file, image);
+  if (format.type == kWebpCodec.type) return ofWebp(file);
+  if (format.type == kGifCodec.type) return ofGif(file, image);
+  if (format.type == kBmpCodec.type) return Block();
+  return Error{std::string(format.displayName) + " files are not converted"};
 }
 
 }  // namespace
 
-Result<CarriedMetadata> readCarriedMetadata(std::string_view type, const FileBytes& file,
+Result<CarriedMetadata> readCarriedMetadata(const Codec& format, const FileBytes& file,
                                             const CGImage& image) {
-  auto exif = exifOf(type, file, image);
+  auto exif = exifOf(format, file, image);
   if (!exif) return std::move(exif).error();
   return CarriedMetadata(*std::move(exif));
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,10 +22,10 @@ class CarriedMetadata final : public FrameProperties {
   std::vector<std::byte> exif_;
 };
 
-// Of a whole file of the given type with the one picture `image`. JPEG, PNG and WebP hold the block
-// itself; that of a TIFF file is made of its directories. Errors: the type is not converted, or the
-// picture needs more to look right than another format can hold.
-Result<CarriedMetadata> readCarriedMetadata(std::string_view type, const FileBytes& file,
+// Of a whole file of the given format with the one picture `image`. JPEG, PNG and WebP hold the
+// block itself; that of a TIFF file is made of its directories. Errors: the format is not
+// converted, or the picture needs more to look right than another format can hold.
+Result<CarriedMetadata> readCarriedMetadata(const Codec& format, const FileBytes& file,
                                             const CGImage& image);
 
 }  // namespace kelvo

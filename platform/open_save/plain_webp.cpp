@@ -33,7 +33,7 @@ class Picture {
     picture_.height = static_cast<int>(image.height);
     return WebPPictureAlloc(&picture_) != 0;
   }
-  std::uint32_t* row(std::uint32_t y) {
+  [[nodiscard]] std::uint32_t* row(std::uint32_t y) const {
     return picture_.argb + std::size_t{y} * static_cast<std::size_t>(picture_.argb_stride);
   }
   WebPPicture* get() { return &picture_; }

@@ -89,7 +89,7 @@ Result<void> convertTo(const CGImageSource& source, const FileBytes& file, const
   const auto image = CGImageSourceCreateImageAtIndex(source, 0);
   if (!image) return image.error();
   if (auto can = checkConvertible(*image); !can) return can;
-  const auto metadata = readCarriedMetadata(source.codec().type, file, *image);
+  const auto metadata = readCarriedMetadata(source.codec(), file, *image);
   if (!metadata) return metadata.error();
   if (const auto resolved = resolvePath(target.path());
       resolved && *resolved == file->resolvedPath()) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <lcms2.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
@@ -309,12 +310,85 @@ TEST_F(Conversion, SaysWhatItDoesNotConvert) {
             (std::vector<std::string>{"a.png", "b.psd", "cmyk.jpg", "long.png", "to.png"}));
 }
 
+std::string littleEndian(std::size_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 0xFFU);
+  return text;
+}
+
+TEST_F(Conversion, WouldNotMoveAPictureOnItsCanvas) {
+  const std::string gif = make("a.gif", "-repage 80x80+5+5");
+  EXPECT_EQ(convert(gif, directory_.file("a.png")), "its picture does not fill its canvas");
+  // A picture of 61 x 47 pixels at (10, 10) of 80 x 80.
+  const std::string still = readFile(make("still.webp", "-depth 8"));
+  const auto chunk = [](const std::string& name, const std::string& data) {
+    return name + littleEndian(data.size(), 4) + data;
+  };
+  const std::string place =
+      littleEndian(5, 3) + littleEndian(5, 3) + littleEndian(60, 3) + littleEndian(46, 3);
+  const std::string body =
+      "WEBP" + chunk("VP8X", littleEndian(2, 4) + littleEndian(79, 3) + littleEndian(79, 3)) +
+      chunk("ANIM", littleEndian(0, 6)) +
+      chunk("ANMF", place + littleEndian(100, 3) + littleEndian(0, 1) + still.substr(12));
+  const std::string webp = directory_.file("a.webp");
+  writeFile(webp, chunk("RIFF", body));
+  ASSERT_TRUE(shell("webpinfo -quiet '" + webp + "'"));
+  EXPECT_EQ(convert(webp, directory_.file("a.png")), "it is an animation, if of one picture");
+}
+
+TEST_F(Conversion, ReadsHeicButDoesNotConvertIt) {
+  const std::string heic = directory_.file("a.heic");
+  ASSERT_TRUE(shell("heif-enc '" + make("a.png", "-depth 8") + "' -o '" + heic + "' > /dev/null"));
+  EXPECT_EQ(convert(heic, directory_.file("a.jpg")), "HEIC files are not converted");
+  EXPECT_EQ(convert(heic, directory_.file("b.heic")), "");
+}
+
+// The PNG file with a chunk more before its pixels.
+std::string withChunk(const std::string& png, const std::string& name, const std::string& data) {
+  const auto number = [](std::size_t value) {
+    std::string bytes;
+    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+      bytes += static_cast<char>(value >> shift & 0xFFU);
+    }
+    return bytes;
+  };
+  const std::string body = name + data;
+  const auto sum =
+      ::crc32(0, reinterpret_cast<const Bytef*>(body.data()), static_cast<uInt>(body.size()));
+  const std::size_t place = png.find("IDAT") - 4;
+  return png.substr(0, place) + number(data.size()) + body + number(sum) + png.substr(place);
+}
+
 TEST_F(Conversion, TakesNoOtherColorsForSrgb) {
-  const std::string from = make("a.png", "-depth 8 -gamma 1");
-  ASSERT_TRUE(shell("exiftool -q -overwrite_original -PNG:Gamma=1 '" + from + "'") ||
-              shell("convert '" + from + "' -set gamma 1 '" + from + "'"));
-  EXPECT_EQ(convert(from, directory_.file("a.tif")),
-            "its colours are told by gamma and chromaticities, without a profile");
+  const std::string from = make("a.png", "-depth 8 -define png:exclude-chunks=gAMA,cHRM,sRGB,iCCP");
+  const std::string plain = readFile(from);
+  const std::string to = directory_.file("a.tif");
+  const std::string gamma1 = withChunk(plain, "gAMA", std::string("\0\x01\x86\xa0", 4));
+  const std::string otherColors =
+      "its colours are told by gamma and chromaticities, without a profile";
+  EXPECT_EQ(convert(from, to), "");
+  writeFile(from, gamma1);
+  EXPECT_EQ(convert(from, to), otherColors);
+  writeFile(from, withChunk(gamma1, "sRGB", std::string(1, 0)));  // which counts more
+  EXPECT_EQ(convert(from, to), "");
+  writeFile(from, withChunk(plain, "gAMA", std::string("\0\0\xb1\x8f", 4)));  // 0.45455
+  EXPECT_EQ(convert(from, to), "");
+  writeFile(from, withChunk(plain, "cHRM", std::string(32, 1)));
+  EXPECT_EQ(convert(from, to), otherColors);
+  writeFile(from, withChunk(plain, "cICP", std::string("\x09\x10\0\x01", 4)));
+  EXPECT_EQ(convert(from, to), "its colours are told by code points (cICP)");
+}
+
+TEST_F(Conversion, WouldNotLoseExifThatIsText) {
+  const std::string from = make("a.png", "-depth 8");
+  const std::string text =
+      withChunk(readFile(from), "zTXt", std::string("Raw profile type exif\0\0x", 24));
+  writeFile(from, text);
+  EXPECT_EQ(convert(from, directory_.file("a.jpg")), "its EXIF data are in the form of text");
+  constexpr std::size_t kEmptyBlock = 14;
+  writeFile(from,
+            withChunk(text, "eXIf", std::string("II\x2a\0\x08\0\0\0\0\0\0\0\0\0", kEmptyBlock)));
+  EXPECT_EQ(convert(from, directory_.file("a.jpg")), "");
 }
 
 // The name lies about the contents, and the file would be lost for its conversion.
