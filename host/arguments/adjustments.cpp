@@ -97,7 +97,7 @@ constexpr Setting kChannelMixer[] = {
     {"bc", "cmbc", kNumber, -200, 200, "0", "percent", "constant added to the blue output"},
 };
 constexpr Setting kExposure[] = {
-    {"exposure", "exposureSlider", kNumber, -200, 200, "0.0", "",
+    {"exposure", "exposureSlider", kNumber, -100, 100, "0.0", "",
      "darker to lighter; 50 is one stop, twice the light"},
 };
 constexpr Setting kThreshold[] = {
@@ -105,7 +105,7 @@ constexpr Setting kThreshold[] = {
      "what is brighter becomes white, the rest black"},
 };
 constexpr Setting kPosterize[] = {
-    {"levels", "posterizeSlider", kNumber, 2, 255, "2.0", "levels",
+    {"levels", "posterizeSlider", kNumber, 2, 64, "2.0", "levels",
      "levels that each channel keeps"},
 };
 

@@ -79,8 +79,8 @@ TEST(ParameterKeys, AreThoseOfTheActionParameters) {
 
 TEST(ParameterKeys, HoldNumbersToThePanelsRanges) {
   EXPECT_EQ(why("posterizeSlider", "2"), "accepted");
-  EXPECT_EQ(why("posterizeSlider", "255.0"), "accepted");
-  EXPECT_EQ(why("posterizeSlider", "1.9"), "must be from 2 to 255, not 1.9");
+  EXPECT_EQ(why("posterizeSlider", "64.0"), "accepted");
+  EXPECT_EQ(why("posterizeSlider", "1.9"), "must be from 2 to 64, not 1.9");
   EXPECT_EQ(why("cmrc", "-200"), "accepted");
   EXPECT_EQ(why("cmrc", "-200.5"), "must be from -200 to 200, not -200.5");
   EXPECT_EQ(why("colorizeIntensitySlider", "-1"), "must be from 0 to 100, not -1");

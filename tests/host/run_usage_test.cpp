@@ -79,13 +79,13 @@ TEST_F(Usage, RefusesPreviewsThatAreNotOfOneFileIntoANewOne) {
 
 TEST_F(Usage, RefusesSettingsOutsideThePanelsRange) {
   EXPECT_EQ(refusal({"posterize", "--levels", "300", a_}),
-            "option --levels: must be from 2 to 255 levels, not 300");
+            "option --levels: must be from 2 to 64 levels, not 300");
   EXPECT_EQ(refusal({"posterize", "--levels=1", a_}),
-            "option --levels: must be from 2 to 255 levels, not 1");
+            "option --levels: must be from 2 to 64 levels, not 1");
   EXPECT_EQ(refusal({"threshold", "--level", "-1", a_}),
             "option --level: must be from 0 to 255 levels, not -1");
-  EXPECT_EQ(refusal({"exposure", "--exposure", "200.001", a_}),
-            "option --exposure: must be from -200 to 200, not 200.001");
+  EXPECT_EQ(refusal({"exposure", "--exposure", "100.001", a_}),
+            "option --exposure: must be from -100 to 100, not 100.001");
   EXPECT_EQ(refusal({"hue-saturation", "--hue", "-181", a_}),
             "option --hue: must be from -180 to 180 degrees, not -181");
   EXPECT_EQ(refusal({"channel-mixer", "--bc", "201", a_}),
@@ -157,7 +157,7 @@ TEST_F(Usage, RefusesParametersThatAreNotKnownOrOutOfRange) {
             "option --set: must be KEY=VALUE, not 'posterizeSlider'");
   EXPECT_EQ(refusal({"run", "--set", "=4", a_}), "option --set: must be KEY=VALUE, not '=4'");
   EXPECT_EQ(refusal({"run", "--set", "posterizeSlider=300", a_}),
-            "option --set: posterizeSlider: must be from 2 to 255, not 300");
+            "option --set: posterizeSlider: must be from 2 to 64, not 300");
   EXPECT_EQ(refusal({"run", "--set", "colorizeColorWellR=1.5", a_}),
             "option --set: colorizeColorWellR: must be from 0 to 1, not 1.5");
   EXPECT_EQ(refusal({"run", "--set", "filterPopUp=5", a_}),
