@@ -104,7 +104,7 @@ TEST(Help, TellsEverySettingWithItsRange) {
   EXPECT_THAT(help, HasSubstr("--lightness N"));
   EXPECT_THAT(help, HasSubstr("Example: kelvo hue-saturation --saturation 20 photo.jpg"));
   EXPECT_THAT(flowing(adjustmentHelp(*findAdjustment("posterize"))),
-              HasSubstr("2 to 255 levels, default 2"));
+              HasSubstr("2 to 64 levels, default 2"));
   EXPECT_THAT(flowing(adjustmentHelp(*findAdjustment("threshold"))),
               HasSubstr("0 to 255 levels, default 128"));
 }
