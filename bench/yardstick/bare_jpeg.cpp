@@ -72,16 +72,19 @@ void transcode(std::FILE* in, std::FILE* out) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fputs("usage: bare_jpeg IN OUT\n", stderr);
+  if (argc < 3 || argc % 2 == 0) {
+    std::fputs("usage: bare_jpeg IN OUT [IN OUT]...\n", stderr);
     return 2;
   }
-  const File in(std::fopen(argv[1], "rb"));
-  File out(std::fopen(argv[2], "wb"));
-  if (!in || !out) {
-    std::fputs("bare_jpeg: cannot open the files\n", stderr);
-    return 1;
+  for (int i = 1; i < argc; i += 2) {
+    const File in(std::fopen(argv[i], "rb"));
+    File out(std::fopen(argv[i + 1], "wb"));
+    if (!in || !out) {
+      std::fputs("bare_jpeg: cannot open the files\n", stderr);
+      return 1;
+    }
+    transcode(in.get(), out.get());
+    if (std::fclose(out.release()) != 0) return 1;
   }
-  transcode(in.get(), out.get());
-  return std::fclose(out.release()) == 0 ? 0 : 1;
+  return 0;
 }
