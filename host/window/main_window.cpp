@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -22,7 +23,7 @@ namespace kelvo::window {
 namespace {
 
 const QLatin1String kGeometry("window/geometry");
-const QLatin1String kSplitter("window/splitter");
+const QLatin1String kSplitter("window/rows");
 
 QString workflowFilter() { return QObject::tr("Kelvo workflows (*.kelvo)"); }
 
@@ -38,25 +39,22 @@ MainWindow::MainWindow(ParameterDictionary defaults, std::vector<std::string> ac
       list_(new FileListView),
       runBox_(new RunBox),
       problems_(new ProblemList),
-      splitter_(new QSplitter),
+      splitter_(new QSplitter(Qt::Vertical)),
       run_(new RunController(files_, *runBox_, *problems_, actionDirectories_, this)),
       recent_(new RecentWorkflows(this)) {
   auto* const central = new QWidget;
   auto* const layout = new QVBoxLayout(central);
   layout->addWidget(notice_);
-  auto* const rows = new QSplitter(Qt::Vertical);
-  rows->addWidget(splitter_);
-  rows->addWidget(problems_);
-  rows->setStretchFactor(0, 1);
-  rows->setChildrenCollapsible(false);
-  problems_->hide();
-  layout->addWidget(rows, 1);
-  splitter_->addWidget(makeLeft());
-  splitter_->addWidget(makeRight());
+  layout->addWidget(splitter_, 1);
+  // Photographs are mostly wider than high, so the pictures get the whole width.
+  splitter_->addWidget(makeSettings());
+  splitter_->addWidget(makeFiles());
+  splitter_->addWidget(problems_);
   splitter_->setStretchFactor(0, 2);
   splitter_->setStretchFactor(1, 1);
-  splitter_->setSizes({780, 440});
+  splitter_->setSizes({430, 270, 120});
   splitter_->setChildrenCollapsible(false);
+  problems_->hide();
   setCentralWidget(central);
   setAcceptDrops(true);
   makeFileMenu();
@@ -98,9 +96,9 @@ MainWindow::MainWindow(ParameterDictionary defaults, std::vector<std::string> ac
 
 MainWindow::~MainWindow() { delete run_; }
 
-QWidget* MainWindow::makeLeft() {
-  auto* const left = new QWidget;
-  auto* const layout = new QVBoxLayout(left);
+QWidget* MainWindow::makeSettings() {
+  auto* const settings = new QWidget;
+  auto* const layout = new QVBoxLayout(settings);
   layout->setContentsMargins(0, 0, 0, 0);
   actionChoice_->setObjectName(QStringLiteral("actionChoice"));
   actionChoice_->setAccessibleName(tr("Action of the workflow to edit"));
@@ -113,17 +111,18 @@ QWidget* MainWindow::makeLeft() {
   previewName_->setContentsMargins(12, 0, 0, 0);
   previewName_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   previewName_->setText(tr("Hold B to see the picture as it is."));
-  return left;
+  return settings;
 }
 
-QWidget* MainWindow::makeRight() {
-  auto* const right = new QWidget;
-  auto* const layout = new QVBoxLayout(right);
+QWidget* MainWindow::makeFiles() {
+  auto* const files = new QWidget;
+  auto* const layout = new QHBoxLayout(files);
   layout->setContentsMargins(0, 0, 0, 0);
-  layout->addWidget(list_, 1);
-  layout->addWidget(runBox_);
+  layout->setSpacing(12);
+  layout->addWidget(list_, 3);
+  layout->addWidget(runBox_, 2);
   list_->setModel(&files_);
-  return right;
+  return files;
 }
 
 QAction* MainWindow::addTo(QMenu* menu, const QString& text, const QKeySequence& shortcut,

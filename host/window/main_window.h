@@ -55,8 +55,8 @@ class MainWindow : public QMainWindow {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  QWidget* makeLeft();
-  QWidget* makeRight();
+  QWidget* makeSettings();
+  QWidget* makeFiles();
   QAction* addTo(QMenu* menu, const QString& text, const QKeySequence& shortcut, const char* name);
   void makeFileMenu();
   void makeListMenu();

@@ -42,6 +42,7 @@ RunBox::RunBox(QWidget* parent)
   auto* const layout = new QVBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
   layout->addWidget(options_);
+  layout->addStretch(1);
   layout->addWidget(progress_);
   auto* const buttons = new QHBoxLayout;
   buttons->addWidget(summary_, 1);
