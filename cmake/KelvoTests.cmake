@@ -9,6 +9,8 @@ function(kelvo_add_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kelvo_compiler kelvo_platform ${arg_LIBRARIES}
     GTest::gmock GTest::gtest_main)
+  # What is optimised is what is tested, not the tests: a third less time to compile them.
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
   target_compile_definitions(${name} PRIVATE
     KELVO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KELVO_BINARY_DIR="${PROJECT_BINARY_DIR}")
   set(properties TIMEOUT 300)
