@@ -11,7 +11,10 @@ endif()
 
 find_program(KELVO_CCACHE ccache)
 if(KELVO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${KELVO_CCACHE}")
+  # Without these, nothing that uses a precompiled header could come from the cache.
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env
+    "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime"
+    "${KELVO_CCACHE}")
 endif()
 
 add_library(kelvo_compiler INTERFACE)

@@ -1,6 +1,15 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+# What the tests' compiler reads again and again, read once.
+add_executable(kelvo_test_headers "${CMAKE_CURRENT_LIST_DIR}/test_headers.cpp")
+target_link_libraries(kelvo_test_headers PRIVATE kelvo_compiler kelvo_platform GTest::gmock
+  GTest::gtest)
+target_precompile_headers(kelvo_test_headers PRIVATE
+  <gmock/gmock.h> <gtest/gtest.h> <algorithm> <array> <cmath> <cstdint> <filesystem> <fstream>
+  <functional> <memory> <string> <vector>)
+target_compile_options(kelvo_test_headers PRIVATE $<$<CONFIG:Release>:-O1>)
+
 # kelvo_add_test(NAME SOURCES files... [LIBRARIES targets...] [ENVIRONMENT variables...])
 # One test program; every GoogleTest case in it becomes a test of its own in ctest. Variables are
 # given as NAME=VALUE.
@@ -11,6 +20,10 @@ function(kelvo_add_test name)
     GTest::gmock GTest::gtest_main)
   # What is optimised is what is tested, not the tests: a third less time to compile them.
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  # The toolkit's programs are compiled in another way.
+  if(NOT "Qt6::Test" IN_LIST arg_LIBRARIES)
+    target_precompile_headers(${name} REUSE_FROM kelvo_test_headers)
+  endif()
   target_compile_definitions(${name} PRIVATE
     KELVO_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KELVO_BINARY_DIR="${PROJECT_BINARY_DIR}")
   set(properties TIMEOUT 300)
