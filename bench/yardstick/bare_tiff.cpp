@@ -3,6 +3,7 @@
 #include <libdeflate.h>
 #include <tiffio.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -33,13 +34,13 @@ T field(TIFF* file, std::uint32_t tag) {
 }
 
 void copyFields(TIFF* in, TIFF* out) {
-  for (const std::uint32_t tag : {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH, TIFFTAG_ROWSPERSTRIP}) {
-    TIFFSetField(out, tag, field<std::uint32_t>(in, tag));
-  }
-  for (const std::uint32_t tag : {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL,
-                                  TIFFTAG_COMPRESSION, TIFFTAG_PHOTOMETRIC, TIFFTAG_PLANARCONFIG}) {
-    TIFFSetField(out, tag, field<std::uint16_t>(in, tag));
-  }
+  constexpr std::array<std::uint32_t, 3> kWide = {TIFFTAG_IMAGEWIDTH, TIFFTAG_IMAGELENGTH,
+                                                  TIFFTAG_ROWSPERSTRIP};
+  constexpr std::array<std::uint32_t, 5> kNarrow = {TIFFTAG_BITSPERSAMPLE, TIFFTAG_SAMPLESPERPIXEL,
+                                                    TIFFTAG_COMPRESSION, TIFFTAG_PHOTOMETRIC,
+                                                    TIFFTAG_PLANARCONFIG};
+  for (const auto tag : kWide) TIFFSetField(out, tag, field<std::uint32_t>(in, tag));
+  for (const auto tag : kNarrow) TIFFSetField(out, tag, field<std::uint16_t>(in, tag));
   const auto compression = field<std::uint16_t>(in, TIFFTAG_COMPRESSION);
   if (compression == COMPRESSION_LZW || compression == COMPRESSION_ADOBE_DEFLATE) {
     TIFFSetField(out, TIFFTAG_PREDICTOR, field<std::uint16_t>(in, TIFFTAG_PREDICTOR));
