@@ -92,7 +92,7 @@ TEST_F(X11, StepButtonsFieldsSlidersAndThePopUpWork) {
   EXPECT_EQ(after(200, 0), (Rgb{255, 255, 255}));
 }
 
-TEST_F(X11, ACurveIsBentWithTheMouse) {
+TEST_F(X11, ACurveIsBentWithTheMouseAndTheKeys) {
   showAdjustment(2);
   ASSERT_TRUE(becomes([&] { return c().curvesView->isVisible(); }));
   const QWidget* view = c().curvesView;
@@ -103,6 +103,17 @@ TEST_F(X11, ACurveIsBentWithTheMouse) {
   xdotool({"mouseup", "1"});
   EXPECT_TRUE(becomes([&] { return text("rgbN") == "3"; })) << text("rgbPoints");
   EXPECT_TRUE(becomes([&] { return after(128, 0)[0] > 160; }));
+
+  const auto dragged = text("rgbPoints");
+  press("Right");
+  EXPECT_TRUE(becomes([&] { return text("rgbPoints") != dragged; }));
+  press("Left");
+  EXPECT_TRUE(becomes([&] { return text("rgbPoints") == dragged; })) << text("rgbPoints");
+  press("BackSpace");
+  EXPECT_TRUE(becomes([&] { return text("rgbN") == "2"; })) << text("rgbPoints");
+  EXPECT_TRUE(becomes([&] { return after(128, 0)[0] < 140; }));
+  press("ctrl+z");
+  EXPECT_TRUE(becomes([&] { return text("rgbPoints") == dragged; })) << text("rgbPoints");
 }
 
 // A display server for this program alone: its process, and its name in DISPLAY. 0 if there is
