@@ -14,7 +14,6 @@
 namespace {
 
 std::atomic<std::int64_t> permitted = 0;  // 0: all that there are
-std::atomic<std::int64_t> disabled = 0;
 
 #if HWY_ARCH_X86
 
@@ -86,17 +85,11 @@ namespace hwy {
 
 std::int64_t SupportedTargets() {
   static const std::int64_t detected = detect();
-  const std::int64_t allowed = permitted != 0 ? permitted.load() : detected;
-  const std::int64_t left = allowed & ~disabled.load();
-  return left != 0 ? left : static_cast<std::int64_t>(HWY_STATIC_TARGET);
+  const std::int64_t allowed = permitted;
+  return allowed != 0 ? allowed : detected;
 }
 
 void SetSupportedTargetsForTest(std::int64_t targets) { permitted = targets; }
-
-void DisableTargets(std::int64_t targets) {
-  disabled = targets;
-  GetChosenTarget().DeInit();
-}
 
 ChosenTarget& GetChosenTarget() {
   static ChosenTarget chosen;
