@@ -73,6 +73,8 @@ struct EncodeOptions {
   // Set when frames deeper than 8 bits are to keep their depth. The rendered image's layout says
   // what arrives.
   bool keepDepth = false;
+  // How many processors the writer may keep busy, the calling thread's own included.
+  unsigned threads = 1;
 };
 
 // Writes a new file of one format, front to back.
