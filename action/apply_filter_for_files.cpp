@@ -103,7 +103,7 @@ class FileRun {
   }
 
   Result<CGImageDestinationRef> openDestination(const NSURL& url, const CGImageSource& source) {
-    auto writable = source.frames().writable();
+    auto writable = source.frames().writable(options_.replace.encode);
     if (!writable) return std::move(writable).error();
     return CGImageDestinationCreateWithURL(url, CGImageSourceGetType(source), outcome_.frames,
                                            options_.replace);

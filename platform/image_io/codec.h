@@ -51,6 +51,17 @@ struct FrameInfo {
   std::uint32_t bitsPerComponent = 8;  // as stored
 };
 
+struct EncodeOptions {
+  // Set when frames deeper than 8 bits are to keep their depth. The rendered image's layout says
+  // what arrives.
+  bool keepDepth = false;
+  // Set when a gain map, which would not fit the adjusted picture, is to be left out. Otherwise a
+  // file with one cannot be written.
+  bool dropGainMap = false;
+  // How many processors the writer may keep busy, the calling thread's own included.
+  unsigned threads = 1;
+};
+
 // An opened file of one format. Only cheap structure is read when it is opened.
 class CodecSource {
  public:
@@ -65,16 +76,9 @@ class CodecSource {
   [[nodiscard]] virtual Result<CGImage> image(std::size_t frame) const = 0;
   [[nodiscard]] virtual Result<FramePropertiesRef> properties(std::size_t frame) const = 0;
   // What stands in the way of writing this file back whole ("an animated PNG is not supported
-  // yet"); ok if nothing does.
-  [[nodiscard]] virtual Result<void> writable() const { return {}; }
-};
-
-struct EncodeOptions {
-  // Set when frames deeper than 8 bits are to keep their depth. The rendered image's layout says
-  // what arrives.
-  bool keepDepth = false;
-  // How many processors the writer may keep busy, the calling thread's own included.
-  unsigned threads = 1;
+  // yet") with these options; ok if nothing does.
+  [[nodiscard]] virtual Result<void> writable(const EncodeOptions&) const { return {}; }
+  [[nodiscard]] Result<void> writable() const { return writable(EncodeOptions{}); }
 };
 
 // Writes a new file of one format, front to back.

@@ -52,7 +52,7 @@ class PhotoshopSource final : public CodecSource {
   [[nodiscard]] Result<FramePropertiesRef> properties(std::size_t) const override {
     return refusal();
   }
-  [[nodiscard]] Result<void> writable() const override { return refusal(); }
+  [[nodiscard]] Result<void> writable(const EncodeOptions&) const override { return refusal(); }
 
  private:
   static Error refusal() { return Error{"Photoshop documents are not adjusted"}; }

@@ -45,7 +45,7 @@ class BmpSource final : public CodecSource {
     return FramePropertiesRef(std::make_shared<const BmpProperties>(file_));
   }
 
-  Result<void> writable() const override { return checkBmpMemory(*file_); }
+  Result<void> writable(const EncodeOptions&) const override { return checkBmpMemory(*file_); }
 
  private:
   std::shared_ptr<const BmpFile> file_;

@@ -50,7 +50,9 @@ class Source final : public CodecSource {
     return FramePropertiesRef(std::make_shared<const HeifProperties>(file_, frame));
   }
 
-  [[nodiscard]] Result<void> writable() const override { return checkWritable(*file_); }
+  [[nodiscard]] Result<void> writable(const EncodeOptions&) const override {
+    return checkWritable(*file_);
+  }
 
  private:
   [[nodiscard]] SourceStatus findStatus() const {

@@ -106,7 +106,7 @@ class Source final : public CodecSource {
         file_, wholeRef(frame), pictures_[frame], colorSpace(frame), index_, frame));
   }
 
-  [[nodiscard]] Result<void> writable() const override {
+  [[nodiscard]] Result<void> writable(const EncodeOptions&) const override {
     for (std::size_t frame = 0; frame < count(); ++frame) {
       const auto own = properties(frame);
       if (!own) return own.error();

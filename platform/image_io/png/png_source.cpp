@@ -54,7 +54,7 @@ class PngSource final : public CodecSource {
     return FramePropertiesRef(std::make_shared<const PngProperties>(file_, frame));
   }
 
-  Result<void> writable() const override { return pngWritable(*file_); }
+  Result<void> writable(const EncodeOptions&) const override { return pngWritable(*file_); }
 
  private:
   // One for all frames.

@@ -56,21 +56,22 @@ Result<Format> readHeader(std::span<const std::byte> bytes) {
 DirectoryResult readDirectory(const View& view, std::uint64_t offset) {
   const Format& format = view.format;
   DirectoryResult result;
+  const auto note = [&](const std::string& cause) {
+    if (result.problem.status == CGImageSourceStatus::complete) result.problem = endsEarly(cause);
+  };
   Directory& directory = result.directory;
   directory.offset = offset;
   if (!view.holds(offset, format.countBytes())) {
-    result.problem =
-        endsEarly("the file ends before its directory at byte " + std::to_string(offset));
+    note("the file ends before its directory at byte " + std::to_string(offset));
     return result;
   }
   const std::uint64_t count = view.integer(offset, format.countBytes());
   const std::uint64_t room = view.bytes.size() - offset - format.countBytes();
-  if (count > room / format.entryBytes() ||
-      room - count * format.entryBytes() < format.offsetBytes()) {
-    result.problem =
-        endsEarly("the file ends within its directory at byte " + std::to_string(offset));
-    return result;
+  const bool entriesFit = count <= room / format.entryBytes();
+  if (!entriesFit || room - count * format.entryBytes() < format.offsetBytes()) {
+    note("the file ends within its directory at byte " + std::to_string(offset));
   }
+  if (!entriesFit) return result;
   directory.tableBytes = format.countBytes() + count * format.entryBytes() + format.offsetBytes();
   directory.next = view.offset(offset + directory.tableBytes - format.offsetBytes());
   directory.entries.reserve(static_cast<std::size_t>(count));
@@ -83,18 +84,15 @@ DirectoryResult readDirectory(const View& view, std::uint64_t offset) {
     entry.value = entry.position + 4 + format.offsetBytes();
     const std::uint64_t width = fieldBytes(entry.type);
     if (width != 0) {
-      if (entry.count > view.bytes.size() / width) {
-        result.problem =
-            endsEarly("the value of tag " + std::to_string(entry.tag) + " is longer than the file");
-        return result;
+      const bool tooLong = entry.count > view.bytes.size() / width;
+      if (tooLong) {
+        note("the value of tag " + std::to_string(entry.tag) + " is longer than the file");
       }
-      entry.bytes = entry.count * width;
+      entry.bytes = tooLong ? view.bytes.size() + 1 : entry.count * width;
       entry.isInline = entry.bytes <= format.offsetBytes();
       if (!entry.isInline) entry.value = view.offset(entry.value);
       if (!view.holds(entry.value, entry.bytes)) {
-        result.problem =
-            endsEarly("the value of tag " + std::to_string(entry.tag) + " lies outside the file");
-        return result;
+        note("the value of tag " + std::to_string(entry.tag) + " lies outside the file");
       }
     }
     directory.entries.push_back(entry);
@@ -115,6 +113,7 @@ std::vector<std::uint64_t> integers(const View& view, const Entry& entry) {
     default:
       return values;
   }
+  if (!view.holds(entry.value, entry.bytes)) return values;
   const std::uint32_t width = fieldBytes(entry.type);
   values.reserve(static_cast<std::size_t>(entry.count));
   for (std::uint64_t i = 0; i < entry.count; ++i) {

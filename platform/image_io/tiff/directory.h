@@ -35,8 +35,9 @@ struct View {
   [[nodiscard]] bool holds(std::uint64_t position, std::uint64_t length) const {
     return position <= bytes.size() && length <= bytes.size() - position;
   }
-  // The caller has checked that the file holds them.
+  // 0 if the file does not hold them.
   [[nodiscard]] std::uint64_t integer(std::uint64_t position, std::size_t width) const {
+    if (!holds(position, width)) return 0;
     return loadInteger(bytes.subspan(static_cast<std::size_t>(position), width), width,
                        format.bigEndian);
   }
@@ -50,7 +51,7 @@ struct Entry {
   std::uint16_t type = 0;
   std::uint64_t count = 0;
   std::uint64_t position = 0;  // of the entry
-  std::uint64_t value = 0;     // of its value, which lies within the file
+  std::uint64_t value = 0;     // of its value, which lies within the file if nothing is wrong
   std::uint64_t bytes = 0;     // of its value; 0 if the type is not known
   bool isInline = true;        // the value stands in the entry itself
 };
@@ -69,14 +70,20 @@ Result<Format> readHeader(std::span<const std::byte> bytes);
 
 struct DirectoryResult {
   Directory directory;
-  SourceStatus problem;  // complete if there is none
+  SourceStatus problem;  // the first there is; complete if there is none
 };
+// Reads on after a problem as far as that makes sense, for those whom a part of a damaged directory
+// serves. Without entries and tableBytes there is none; an entry's value may lie outside the file
+// then, and `next` may be missing, which reads as 0.
 DirectoryResult readDirectory(const View& view, std::uint64_t offset);
 
-// The values of an entry of a whole-number type without sign; empty for any other type.
+// The values of an entry of a whole-number type without sign; empty for any other type, and where
+// the file does not hold them.
 std::vector<std::uint64_t> integers(const View& view, const Entry& entry);
 
+// Empty where the file does not hold them.
 inline std::span<const std::byte> valueBytes(const View& view, const Entry& entry) {
+  if (!view.holds(entry.value, entry.bytes)) return {};
   return view.bytes.subspan(static_cast<std::size_t>(entry.value),
                             static_cast<std::size_t>(entry.bytes));
 }

@@ -60,7 +60,9 @@ class TiffSource final : public CodecSource {
   [[nodiscard]] Result<FramePropertiesRef> properties(std::size_t frame) const override {
     return FramePropertiesRef(std::make_shared<const TiffFrameProperties>(file_, frame));
   }
-  [[nodiscard]] Result<void> writable() const override { return checkWritable(*file_); }
+  [[nodiscard]] Result<void> writable(const EncodeOptions&) const override {
+    return checkWritable(*file_);
+  }
 
  private:
   std::shared_ptr<const TiffFile> file_;

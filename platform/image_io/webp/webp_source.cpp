@@ -43,7 +43,7 @@ class WebpSource final : public CodecSource {
     return FramePropertiesRef(std::make_shared<const WebpProperties>(file_, frame));
   }
 
-  Result<void> writable() const override { return webpWritable(*file_); }
+  Result<void> writable(const EncodeOptions&) const override { return webpWritable(*file_); }
 
  private:
   std::shared_ptr<const WebpFile> file_;
