@@ -63,7 +63,8 @@ def markdown(run):
     return "\n\n".join([
         f"# {run['date']}, {machine['processor']}, {machine['cores']} cores",
         "\n".join(facts),
-        f"{run['runs']} runs of each program, in turns; files {run['files']}. Times are medians; "
+        f"{run['runs']} runs of each program, in turns, but {run['runs_of_slow']} of other tools that "
+        f"take more than {run['slow']:.0f} s; files {run['files']}. Times are medians; "
         "ratios are medians of each run's ratio to the bare limit's run beside it"
         + (", of small pictures: **not to be quoted**" if run["quick"] else "") + ".",
         overview(run["results"]),

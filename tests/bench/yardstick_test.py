@@ -4,6 +4,7 @@ ratios, targets, and that the table of works is whole."""
 import sys
 import unittest
 from pathlib import Path
+from types import SimpleNamespace
 
 sys.path.insert(0, sys.argv.pop(1))
 
@@ -179,12 +180,25 @@ class Arithmetic(unittest.TestCase):
         self.assertEqual(found, {"wall": True, "CPU": False, "memory": False, "whole": True,
                                  "more than the limit": False})
 
+    def test_slow_peers_run_twice_and_everything_else_as_often_as_asked(self):
+        walls = {"Kelvo": 5.0, "limit": 4.0, "quick": 2.9, "slow": 3.1}
+        kinds = {"Kelvo": "kelvo", "limit": "limit"}
+        tools = [yardstick.Tool(name, kinds.get(name, "peer"), [], 1, []) for name in walls]
+        session = yardstick.Session.__new__(yardstick.Session)
+        session.options = SimpleNamespace(runs=4)
+        session.once = lambda tool: measure.Cost(walls[tool.name], walls[tool.name], 1)
+        result = {"tools": {name: {"size_ratio": 1} for name in walls}}
+        session.race(Work("w", "p"), tools, result)
+        self.assertEqual({name: len(tool["runs"]) for name, tool in result["tools"].items()},
+                         {"Kelvo": 4, "limit": 4, "quick": 4, "slow": 2})
+        self.assertAlmostEqual(result["tools"]["slow"]["wall_ratio"], 3.1 / 4)
+
     def test_the_report_says_what_is_wrong_and_what_is_missed(self):
         result = {"work": "w", "picture": "p", "files": 1, "input_bytes": 1, "processors": 1,
                   "command": "kelvo invert", "tools": {}, "failed": True, "check": "**wrong**",
                   "targets": [{"what": "wall", "target": 1.1, "measured": 1.2, "unit": "",
                                "digits": 2, "reached": False}]}
-        run = {"date": "2000-01-01", "runs": 1, "quick": True, "files": "in memory",
+        run = {"date": "2000-01-01", "runs": 1, "slow": 3.0, "runs_of_slow": 2, "quick": True, "files": "in memory",
                "machine": {"processor": "some", "cores": 1}, "results": [result]}
         text = report.markdown(run)
         self.assertIn("| w | 1 |  |  |  | wall 1.20 of 1.10: **missed** | **wrong** |", text)
