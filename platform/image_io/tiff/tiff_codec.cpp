@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/image_io/codec.h"
+#include "platform/image_io/codec_module.h"
 #include "platform/image_io/output_file.h"
 #include "platform/image_io/tiff/file_layout.h"
 #include "platform/image_io/tiff/file_rewriter.h"
@@ -126,8 +126,6 @@ class TiffWriter final : public CodecWriter {
   std::unique_ptr<tiff::FileRewriter> rewriter_;
 };
 
-bool matchesTiff(std::span<const std::byte> head) { return tiff::readHeader(head).ok(); }
-
 Result<std::unique_ptr<CodecSource>> openTiff(FileBytes bytes, const Limits& limits) {
   auto file = TiffFile::open(std::move(bytes), limits);
   if (!file) return std::move(file).error();
@@ -140,13 +138,10 @@ Result<std::unique_ptr<CodecWriter>> createTiffWriter(OutputFile& file, std::siz
 }
 
 }  // namespace
-
-const Codec kTiffCodec = {
-    .type = "public.tiff",
-    .displayName = "TIFF",
-    .matches = matchesTiff,
-    .open = openTiff,
-    .createWriter = createTiffWriter,
-};
-
 }  // namespace kelvo
+
+extern "C" const kelvo::CodecModule* kelvoCodecModule() {
+  static const kelvo::CodecModule module = {.open = &kelvo::openTiff,
+                                            .createWriter = &kelvo::createTiffWriter};
+  return &module;
+}

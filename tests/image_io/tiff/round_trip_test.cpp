@@ -1,7 +1,9 @@
 // Files of other programs, rewritten without an adjustment: the same pixels to the last bit in the
 // same arrangement, by another program's reading.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <tuple>
 
@@ -187,6 +189,29 @@ TEST(TiffRoundTrip, OfAnUncompressedFileGivesTheSameBytes) {
       before);
   const Bytes old = readFile(before);
   EXPECT_EQ(rewritten(old), old);
+}
+
+bool loaded(const char* name) {
+  void* const library = ::dlopen(name, RTLD_NOW | RTLD_NOLOAD);
+  if (library != nullptr) ::dlclose(library);
+  return library != nullptr;
+}
+
+// In a process of its own, which has not opened such a file before. Its exit status counts what is
+// wrong.
+TEST(TiffModule, IsLoadedWithTheFirstFileOnly) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto check = [] {
+    const Scratch scratch;
+    run(kMakeSource + scratch.path("source.tif"));
+    const Bytes file = readFile(scratch.path("source.tif"));
+    int wrong = kTiffCodec.matches(file) ? 0 : 1;
+    wrong += loaded("libtiff.so.6") || loaded("libLerc.so.4") ? 2 : 0;
+    wrong += open(file) ? 0 : 4;
+    wrong += loaded("libtiff.so.6") && loaded("libLerc.so.4") ? 0 : 8;
+    return wrong;
+  };
+  EXPECT_EXIT(std::exit(check()), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
