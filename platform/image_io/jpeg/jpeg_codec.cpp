@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/image_io/jpeg/gain_map.h"
 #include "platform/image_io/jpeg/jpeg_decoder.h"
 #include "platform/image_io/jpeg/jpeg_metadata.h"
 #include "platform/image_io/jpeg/jpeg_properties.h"
@@ -19,12 +20,19 @@ Properties::Properties(FileBytes file, std::shared_ptr<const Structure> structur
                        const Picture& picture, CGColorSpaceRef colorSpace, MultiPicture pictures,
                        std::size_t number)
     : file_(std::move(file)),
-      bytes_(picture.bytes),
       structure_(std::move(structure)),
       coding_(picture.coding),
       colorSpace_(std::move(colorSpace)),
       pictures_(std::move(pictures)),
-      number_(number) {}
+      number_(number) {
+  const auto rest = picture.bytes.subspan(structure_->end);
+  const UnlistedGainMap unlisted = findUnlistedGainMap(rest);
+  trailer_.push_back(rest.first(unlisted.begin));
+  if (unlisted.end < rest.size()) trailer_.push_back(rest.subspan(unlisted.end));
+  trailer_.insert(trailer_.end(), picture.laterBytes.begin(), picture.laterBytes.end());
+  hasGainMap_ = unlisted.begin < unlisted.end || gainMapSigns(structure_->segments).present ||
+                (pictures_.index && pictures_.index->hasGainMaps());
+}
 
 namespace {
 
@@ -106,11 +114,12 @@ class Source final : public CodecSource {
         file_, wholeRef(frame), pictures_[frame], colorSpace(frame), index_, frame));
   }
 
-  [[nodiscard]] Result<void> writable(const EncodeOptions&) const override {
+  [[nodiscard]] Result<void> writable(const EncodeOptions& options) const override {
     for (std::size_t frame = 0; frame < count(); ++frame) {
       const auto own = properties(frame);
       if (!own) return own.error();
-      if (auto can = checkWritable(static_cast<const Properties&>(**own)); !can) return can;
+      const auto& known = static_cast<const Properties&>(**own);
+      if (auto can = checkWritable(known, options); !can) return can;
     }
     return {};
   }
@@ -200,8 +209,10 @@ Result<void> checkLimits(const Structure& header, const Limits& limits) {
 }
 
 Result<Picture> openPicture(std::span<const std::byte> bytes, const Limits& limits) {
-  Picture picture{
-      .bytes = bytes, .header = readStructure(bytes, Extent::toFirstScan), .coding = {}};
+  Picture picture{.bytes = bytes,
+                  .laterBytes = {},
+                  .header = readStructure(bytes, Extent::toFirstScan),
+                  .coding = {}};
   if (auto kind = checkKind(picture.header); !kind) return std::move(kind).error();
   if (auto within = checkLimits(picture.header, limits); !within) return std::move(within).error();
   auto coding = readCoding(bytes);
@@ -220,8 +231,12 @@ Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) 
     const auto& places = index.index->pictures;
     pictures.front().bytes = file->bytes().first(places.front().limit);
     for (std::size_t i = 1; i < places.size(); ++i) {
-      auto further = openPicture(
-          file->bytes().subspan(places[i].begin, places[i].limit - places[i].begin), limits);
+      const auto bytes = file->bytes().subspan(places[i].begin, places[i].limit - places[i].begin);
+      if (places[i].gainMap) {
+        pictures.back().laterBytes.push_back(bytes.subspan(places[i].size));
+        continue;
+      }
+      auto further = openPicture(bytes, limits);
       if (!further) {
         return Error{"its picture " + std::to_string(i + 1) + ": " + further.error().message};
       }

@@ -1,9 +1,8 @@
 #include "platform/image_io/jpeg/jpeg_metadata.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 
+#include "platform/image_io/jpeg/gain_map.h"
 #include "platform/image_io/jpeg/jpeg_properties.h"
 
 namespace kelvo::jpeg {
@@ -12,8 +11,6 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::string_view kIcc = "ICC_PROFILE\0"sv;
-constexpr std::string_view kXmp = "http://ns.adobe.com/xap/1.0/\0"sv;
-constexpr std::string_view kIsoGainMap = "urn:iso:std:iso:ts:21496:-1\0"sv;
 
 constexpr const char* kFurtherPictures =
     "the file holds further pictures (multi-picture); adjusting it would lose them";
@@ -58,7 +55,7 @@ bool canEncodeWith(const QuantTable& table) {
 
 }  // namespace
 
-Result<void> checkWritable(const Properties& properties) {
+Result<void> checkWritable(const Properties& properties, const EncodeOptions& options) {
   if (properties.coding() != Coding::rgb && properties.coding() != Coding::ycc) {
     return Error{"its colours are not RGB"};
   }
@@ -68,24 +65,19 @@ Result<void> checkWritable(const Properties& properties) {
       return Error{"a quantisation table of the file makes no sense"};
     }
   }
-  const auto trailer = properties.trailer();
   // Gain maps first: their files have further pictures as well, and this says more.
-  for (const Segment& segment : structure.segments) {
-    const std::string_view text = textOf(segment.payload);
-    const bool inXmp =
-        hasIdentifier(segment, 0xE1, kXmp) && (text.find("hdrgm:") != std::string_view::npos ||
-                                               text.find("hdrgainmap") != std::string_view::npos);
-    if (inXmp || hasIdentifier(segment, 0xE2, kIsoGainMap)) {
-      return Error{"the file holds a gain map, which would not fit the adjusted picture"};
+  if (properties.hasGainMap()) {
+    if (!options.dropGainMap) {
+      return Error{
+          "the file holds a gain map, which would not fit the adjusted picture (--gain-map drop "
+          "leaves it out)"};
     }
+    if (auto can = checkGainMapRemovable(structure.segments); !can) return can;
   }
   if (!properties.pictures().obstacle.empty()) return Error{properties.pictures().obstacle};
   // Pictures that no index announces: previews at the end of the file, which maker notes point to.
-  const auto first =
-      std::find_if(trailer.begin(), trailer.end(), [](std::byte b) { return b != std::byte{0}; });
-  constexpr std::array kPicture = {std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}};
-  if (trailer.end() - first >= 3 && std::equal(kPicture.begin(), kPicture.end(), first)) {
-    return Error{kFurtherPictures};
+  for (const auto piece : properties.trailer()) {
+    if (beginOfPicture(piece) < piece.size()) return Error{kFurtherPictures};
   }
   return {};
 }

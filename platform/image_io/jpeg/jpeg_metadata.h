@@ -20,7 +20,7 @@ bool hasIdentifier(const Segment& segment, std::uint8_t marker, std::string_view
 std::vector<std::byte> iccProfile(const std::vector<Segment>& segments);
 
 // Why the file cannot be adjusted without losing or contradicting a part of it: colours that are
-// not RGB, a gain map, further pictures.
-Result<void> checkWritable(const Properties& properties);
+// not RGB, a gain map that is not to be dropped or cannot be, further pictures.
+Result<void> checkWritable(const Properties& properties, const EncodeOptions& options);
 
 }  // namespace kelvo::jpeg

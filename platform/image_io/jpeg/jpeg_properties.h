@@ -17,6 +17,8 @@ namespace kelvo::jpeg {
 // One picture of a file, found and read as far as opening needs it.
 struct Picture {
   std::span<const std::byte> bytes;  // from its start up to the next picture or the end of the file
+  // What stands behind gain maps that follow it, up to the next picture or the end of the file.
+  std::vector<std::span<const std::byte>> laterBytes;
   Structure header;
   Coding coding = Coding::ycc;
 };
@@ -36,14 +38,16 @@ class Properties final : public FrameProperties {
   [[nodiscard]] const CGColorSpace& colorSpace() const { return *colorSpace_; }
   [[nodiscard]] const MultiPicture& pictures() const { return pictures_; }
   [[nodiscard]] std::size_t number() const { return number_; }
-  // What follows the end-of-image marker, up to the next picture or the end of the file.
-  [[nodiscard]] std::span<const std::byte> trailer() const {
-    return bytes_.subspan(structure_->end);
-  }
+  // What follows the end-of-image marker, up to the next picture or the end of the file, in the
+  // pieces that gain maps leave of it.
+  [[nodiscard]] const std::vector<std::span<const std::byte>>& trailer() const { return trailer_; }
+  // Whether the picture or its file has one, or says so.
+  [[nodiscard]] bool hasGainMap() const { return hasGainMap_; }
 
  private:
   FileBytes file_;
-  std::span<const std::byte> bytes_;
+  std::vector<std::span<const std::byte>> trailer_;
+  bool hasGainMap_ = false;
   std::shared_ptr<const Structure> structure_;
   Coding coding_;
   CGColorSpaceRef colorSpace_;

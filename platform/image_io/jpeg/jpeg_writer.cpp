@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/image_io/jpeg/embedded_thumbnails.h"
+#include "platform/image_io/jpeg/gain_map.h"
 #include "platform/image_io/jpeg/jpeg_compressor.h"
 #include "platform/image_io/jpeg/jpeg_metadata.h"
 #include "platform/image_io/jpeg/jpeg_properties.h"
@@ -18,7 +19,8 @@ namespace {
 
 class Writer final : public CodecWriter {
  public:
-  Writer(OutputFile& file, std::size_t frames) : file_(&file), frames_(frames) {}
+  Writer(OutputFile& file, std::size_t frames, const EncodeOptions& options)
+      : file_(&file), frames_(frames), options_(options) {}
 
   Result<void> addImage(const CGImage& image, const FrameProperties& properties) override {
     const auto* const from = dynamic_cast<const Properties*>(&properties);
@@ -28,7 +30,7 @@ class Writer final : public CodecWriter {
     if (from->number() == 0) index_ = from->pictures().index;
 
     const std::uint64_t begin = file_->position();
-    PreparedSegments prepared = withoutThumbnails(from->structure().segments);
+    PreparedSegments prepared = prepareSegments(*from);
     thumbnail_ = prepared.exifThumbnail;
     painter_.reset();
     if (thumbnail_) {
@@ -45,7 +47,10 @@ class Writer final : public CodecWriter {
     if (auto finished = compressor.finish(); !finished) return finished;
     if (auto painted = writeThumbnail(); !painted) return painted;
     noteWritten(*from, begin);
-    return file_->write(from->trailer());
+    for (const auto piece : from->trailer()) {
+      if (auto written = file_->write(piece); !written) return written;
+    }
+    return {};
   }
 
   Result<void> finish() override {
@@ -62,10 +67,10 @@ class Writer final : public CodecWriter {
 
   Result<void> check(const CGImage& image, const Properties& from) const {
     const auto& index = from.pictures().index;
-    if (from.number() != written_.size() || frames_ != (index ? index->pictures.size() : 1)) {
+    if (from.number() != written_.size() || frames_ != (index ? index->frames.size() : 1)) {
       return Error{"the pictures are not those of the file"};
     }
-    if (auto possible = checkWritable(from); !possible) return possible;
+    if (auto possible = checkWritable(from, options_); !possible) return possible;
     const Structure& structure = from.structure();
     if (image.width != structure.width || image.height != structure.height) {
       return Error{"the picture's size is not that of the file"};
@@ -83,6 +88,30 @@ class Writer final : public CodecWriter {
       return Error{"the picture's tables are not complete"};
     }
     return {};
+  }
+
+  // The segments as they go into the new file, but for the thumbnail and the index, which are
+  // filled in when what they say is known.
+  PreparedSegments prepareSegments(const Properties& from) {
+    std::vector<Segment> segments = from.structure().segments;
+    if (!from.hasGainMap()) return withoutThumbnails(segments);
+    std::erase_if(segments, isGainMapSegment);
+    const MultiPictureIndex* const old = from.pictures().index ? &*from.pictures().index : nullptr;
+    // An index of one picture says nothing.
+    if (old != nullptr && old->frames.size() == 1) {
+      std::erase_if(segments, isMultiPictureSegment);
+      index_.reset();
+    }
+    PreparedSegments prepared = withoutThumbnails(segments);
+    for (PreparedSegment& segment : prepared.segments) {
+      removeGainMapFromXmp(segment);
+      if (old == nullptr || !isMultiPictureSegment({segment.marker, segment.original})) continue;
+      segment.edited =
+          segment.original.data() == old->payload.data()
+              ? old->payloadOfFrames()
+              : renumbered(segment.original, old->frames[from.number()] + 1, from.number() + 1);
+    }
+    return prepared;
   }
 
   Result<void> copyRows(const CGImage& image, Compressor& compressor) {
@@ -136,7 +165,7 @@ class Writer final : public CodecWriter {
   void noteWritten(const Properties& from, std::uint64_t begin) {
     std::uint64_t size = file_->position() - begin;
     if (index_) {
-      const std::size_t counted = index_->pictures[from.number()].size;
+      const std::size_t counted = index_->pictures[index_->frames[from.number()]].size;
       if (counted > from.structure().end) size += counted - from.structure().end;
     }
     written_.push_back({begin, size});
@@ -155,6 +184,7 @@ class Writer final : public CodecWriter {
 
   OutputFile* file_;
   std::size_t frames_;
+  EncodeOptions options_;
   std::vector<Written> written_;
   std::optional<MultiPictureIndex> index_;
   std::uint64_t indexPosition_ = 0;  // of its segment's payload in the new file
@@ -167,8 +197,8 @@ class Writer final : public CodecWriter {
 }  // namespace
 
 Result<std::unique_ptr<CodecWriter>> createWriter(OutputFile& file, std::size_t frames,
-                                                  const EncodeOptions&) {
-  return std::unique_ptr<CodecWriter>(std::make_unique<Writer>(file, frames));
+                                                  const EncodeOptions& options) {
+  return std::unique_ptr<CodecWriter>(std::make_unique<Writer>(file, frames, options));
 }
 
 }  // namespace kelvo::jpeg

@@ -7,66 +7,13 @@
 #include <vector>
 
 #include "tests/image_io/jpeg/jpeg_test_support.h"
+#include "tests/image_io/jpeg/multi_picture_file.h"
 #include "tests/image_io/replace/support.h"
 
 namespace kelvo::test {
 namespace {
 
 using ::testing::HasSubstr;
-
-constexpr std::uint32_t kPrimary = 0x20030000;  // "representative picture"
-constexpr std::uint32_t kPreview = 0x00010002;
-constexpr std::uint32_t kStereo = 0x00020002;
-
-struct Part {
-  std::string picture;
-  std::uint32_t attribute = kPreview;
-  std::string gap = {};     // between its end and the next picture
-  std::size_t surplus = 0;  // bytes of the gap that the index counts as the picture's
-};
-
-std::string number(std::uint32_t value, bool little, int bytes = 4) {
-  std::string text;
-  for (int i = 0; i < bytes; ++i) {
-    text += static_cast<char>(value >> (8 * (little ? i : bytes - 1 - i)) & 0xFF);
-  }
-  return text;
-}
-
-// Pictures one after the other with an index of them in the first, put together by the letter of
-// CIPA DC-007.
-std::string multiPicture(const std::vector<Part>& parts, bool little, std::int64_t shift = 0) {
-  const auto count = static_cast<std::uint32_t>(parts.size());
-  const std::size_t header = 8 + 2 + 3 * 12 + 4;
-  // Marker, length and "MPF" come before the numbers that offsets are counted from.
-  const std::size_t base = 2 + 4 + 4;
-  const std::size_t segment = 4 + 4 + header + 16 * parts.size();
-  std::string tiff =
-      (little ? std::string("II*\0", 4) : std::string("MM\0*", 4)) + number(8, little);
-  const auto field = [&](std::uint32_t tag, std::uint32_t type, std::uint32_t n,
-                         std::string value) {
-    tiff += number(tag, little, 2) + number(type, little, 2) + number(n, little) + value;
-  };
-  tiff += number(3, little, 2);
-  field(0xB000, 7, 4, "0100");
-  field(0xB001, 4, 1, number(count, little));
-  field(0xB002, 7, 16 * count, number(static_cast<std::uint32_t>(header), little));
-  tiff += number(0, little);
-  std::size_t begin = 0;
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    const std::size_t size = parts[i].picture.size() + (i == 0 ? segment : 0);
-    const std::size_t offset =
-        i == 0 ? 0 : static_cast<std::size_t>(static_cast<std::int64_t>(begin - base) + shift);
-    tiff += number(parts[i].attribute, little) +
-            number(static_cast<std::uint32_t>(size + parts[i].surplus), little) +
-            number(static_cast<std::uint32_t>(offset), little) + std::string(4, '\0');
-    begin += size + parts[i].gap.size();
-  }
-  std::string file =
-      withSegment(parts[0].picture, 0xE2, std::string("MPF\0", 4) + tiff) + parts[0].gap;
-  for (std::size_t i = 1; i < parts.size(); ++i) file += parts[i].picture + parts[i].gap;
-  return file;
-}
 
 class JpegMultiPicture : public ::testing::Test {
  protected:
@@ -222,7 +169,8 @@ TEST_F(JpegMultiPicture, AGainMapAmongThePicturesIsRefusedByName) {
   const auto result = rewrite(file_, Adjustment::invert);
   ASSERT_FALSE(result);
   EXPECT_EQ(result.error().message,
-            "the file holds a gain map, which would not fit the adjusted picture");
+            "the file holds a gain map, which would not fit the adjusted picture (--gain-map drop "
+            "leaves it out)");
 }
 
 }  // namespace
