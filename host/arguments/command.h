@@ -29,6 +29,7 @@ struct RunSettings {
   ProgressWanted progress = ProgressWanted::automatic;
   bool json = false;
   bool keepDepth = false;
+  bool dropGainMap = false;
   bool keepTimes = false;
   bool breakLinks = false;
   bool quiet = false;

@@ -80,6 +80,14 @@ Result<void> setDepth(RunSettings& settings, std::string_view value) {
   return {};
 }
 
+Result<void> setGainMap(RunSettings& settings, std::string_view value) {
+  if (value != "keep" && value != "drop") {
+    return Error{"must be keep or drop, not '" + std::string(value) + "'"};
+  }
+  settings.dropGainMap = value == "drop";
+  return {};
+}
+
 constexpr RunOption kOptions[] = {
     {"-j,--jobs", "N", "work on N files at a time (default: one per available processor)", setJobs},
     {"--files-from", "LIST", "also take the file names in LIST, one a line; - is standard input",
@@ -98,6 +106,10 @@ constexpr RunOption kOptions[] = {
      turnOn<&RunSettings::json>},
     {"--depth", "DEPTH", "8 writes 8 bits a channel (default), keep leaves deeper files at 16 bits",
      setDepth},
+    {"--gain-map", "WHAT",
+     "keep refuses JPEG files with a gain map, which would not fit the adjusted picture (default); "
+     "drop leaves the map out",
+     setGainMap},
     {"--keep-times", "", "give the new file the times of the old one",
      turnOn<&RunSettings::keepTimes>},
     {"--break-links", "", "also replace files that have several hard links",

@@ -89,6 +89,7 @@ void WorkflowRun::runStep(std::size_t step) {
   setup.maxFrames = settings.maxFrames;
   setup.maxMemoryBytes = std::max<std::uint64_t>(1, settings.maxMemoryBytes / workers);
   setup.keepDepth = settings.keepDepth;
+  setup.dropGainMap = settings.dropGainMap;
   setup.keepTimes = settings.keepTimes;
   setup.breakLinks = settings.breakLinks;
   setup.dryRun = settings.dryRun;

@@ -24,6 +24,7 @@ struct SetupMessage {
   std::uint64_t maxFrames = 0;
   std::uint64_t maxMemoryBytes = 0;  // this worker's share
   bool keepDepth = false;
+  bool dropGainMap = false;
   bool keepTimes = false;
   bool breakLinks = false;
   bool dryRun = false;

@@ -71,6 +71,7 @@ class Worker {
     loaded_.action->setParameters(setup.parameters);
     options_.replace.limits = {setup.maxPixels, setup.maxFrames, setup.maxMemoryBytes};
     options_.replace.encode.keepDepth = setup.keepDepth;
+    options_.replace.encode.dropGainMap = setup.dropGainMap;
     options_.replace.keepTimes = setup.keepTimes;
     options_.replace.breakLinks = setup.breakLinks;
     options_.replace.dryRun = setup.dryRun;

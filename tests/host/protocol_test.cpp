@@ -18,6 +18,7 @@ std::vector<Message> examples() {
   setup.maxFrames = 1;
   setup.maxMemoryBytes = 0x0102030405060708;
   setup.keepDepth = true;
+  setup.dropGainMap = true;
   setup.breakLinks = true;
   setup.writable = {"/a", "", "b c"};
   DoneMessage done;
