@@ -216,11 +216,12 @@ TEST(Settings, OfTheRunReachTheActionToo) {
   const std::string a = place.file("a");
   const std::string b = place.file("b");
   EXPECT_EQ(runKelvo({"invert", "--max-pixels", "2M", "--max-frames", "7", "--max-memory", "1k",
-                      "--keep-times", "--break-links", "--jobs", "2", a, b})
+                      "--keep-times", "--break-links", "--gain-map", "drop", "--jobs", "2", a, b})
                 .status,
             0);
   // The memory is shared among the workers.
-  EXPECT_THAT(place.read("a"), HasSubstr("pixels=2000000 frames=7 memory=512 times=1 links=1 "));
+  EXPECT_THAT(place.read("a"),
+              HasSubstr("pixels=2000000 frames=7 memory=512 times=1 links=1 gain=1 "));
 }
 
 TEST(Settings, LeaveTheFilesAloneInADryRun) {

@@ -125,6 +125,8 @@ TEST_F(Usage, RefusesWrongValuesOfRunningOptions) {
             "option --progress: must be auto, always or never, not 'yes'");
   EXPECT_EQ(refusal({"invert", "--depth", "16", a_}),
             "option --depth: must be 8 or keep, not '16'");
+  EXPECT_EQ(refusal({"invert", "--gain-map", "yes", a_}),
+            "option --gain-map: must be keep or drop, not 'yes'");
   EXPECT_EQ(refusal({"invert", "--max-memory", "0", a_}),
             "option --max-memory: '0' is not a whole number above 0");
   EXPECT_EQ(refusal({"invert", "--backup", "x/y", a_}),

@@ -180,7 +180,8 @@ class FakeAction final : public AMBundleAction {
            " frames=" + std::to_string(options.limits.maxFrames) +
            " memory=" + std::to_string(options.limits.maxMemoryBytes) +
            " times=" + std::to_string(options.keepTimes) +
-           " links=" + std::to_string(options.breakLinks);
+           " links=" + std::to_string(options.breakLinks) +
+           " gain=" + std::to_string(options.encode.dropGainMap);
   }
 
   int opened_ = 0;
