@@ -131,7 +131,8 @@ class FileRun {
     const bool keepDepth =
         options_.replace.encode.keepDepth && frameImage->layout.type == SampleType::u16;
     auto rendered = render(
-        applyImage(parameters_, image, keptBytesWithin(options_.replace.limits.maxMemoryBytes)),
+        applyImage(parameters_, image, keptBytesWithin(options_.replace.limits.maxMemoryBytes),
+                   options_.replace.limits.threads),
         {.type = keepDepth ? SampleType::u16 : SampleType::u8,
          .dropAlpha = frameImage->layout.alpha == AlphaInfo::none,
          .colorSpace = ownSpace,

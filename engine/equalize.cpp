@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 #include <variant>
@@ -12,6 +13,7 @@
 #include "platform/image/render.h"
 #include "platform/pixels/kept_pixels.h"
 #include "platform/pixels/premultiply.h"
+#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo {
 namespace {
@@ -19,6 +21,7 @@ namespace {
 using Histogram = std::array<std::uint64_t, 256>;
 
 constexpr std::uint32_t kRowsAtATime = 16;
+constexpr PixelLayout kOpaque8{3, SampleType::u8, AlphaInfo::none};
 
 // 0.3 R + 0.59 G + 0.11 B, truncated to a level. In hundredths, because a sum of these fractions in
 // double precision falls just short of the level of many a grey.
@@ -26,61 +29,94 @@ std::size_t luma(std::size_t r, std::size_t g, std::size_t b) {
   return (30 * r + 59 * g + 11 * b) / 100;
 }
 
-// False if a row cannot be read.
-bool count(const CGImage& image, Histogram& histogram) {
+// Premultiplied pixels lose their alpha here.
+void count(std::span<std::uint8_t> pixels, std::size_t components, Histogram& histogram) {
+  if (components == 4) vImageUnpremultiplyData_RGBA8888(pixels);
+  for (std::size_t i = 0; i < pixels.size(); i += components) {
+    ++histogram[luma(pixels[i], pixels[i + 1], pixels[i + 2])];
+  }
+}
+
+// Absent if a row cannot be read.
+std::optional<Histogram> histogramOf(const CGImage& image, unsigned threads) {
   const std::size_t components = image.layout.components;
-  auto rows = image.openRows();
-  if (!rows) return false;
+  auto rows = openRowsAhead(image, threads);
+  if (!rows) return std::nullopt;
+  Histogram histogram{};
   std::vector<std::uint8_t> pixels(std::size_t{image.width} * components * kRowsAtATime);
   for (std::uint32_t y = 0; y < image.height; y += kRowsAtATime) {
     const std::uint32_t height = std::min(kRowsAtATime, image.height - y);
     const std::span<std::uint8_t> strip(pixels.data(), image.width * components * height);
-    if (!(*rows)->read(std::as_writable_bytes(strip), height)) return false;
-    if (components == 4) vImageUnpremultiplyData_RGBA8888(strip);
-    for (std::size_t i = 0; i < strip.size(); i += components) {
-      ++histogram[luma(strip[i], strip[i + 1], strip[i + 2])];
-    }
+    if (!(*rows)->read(std::as_writable_bytes(strip), height)) return std::nullopt;
+    count(strip, components, histogram);
   }
-  return true;
+  return histogram;
 }
 
-// The picture with its own pixels in memory, as deep as they are; itself if they do not fit or it
-// is not a picture that can be read, but a recipe.
-CIImageRef keptImage(const CIImageRef& image, std::uint64_t mostBytes) {
-  const auto* source = image ? std::get_if<CIImage::Source>(&image->recipe()) : nullptr;
-  if (source == nullptr) return image;
-  auto kept = keepPixels(source->image, mostBytes);
-  return kept ? CIImage::imageWithCGImage(*std::move(kept)) : image;
-}
+struct Bounds {
+  float lower = 0.0F;
+  float upper = 1.0F;
+};
 
-}  // namespace
-
-void getGrayMin(float& lower, float& upper, const CGImage& image) {
-  lower = 0.0F;
-  upper = 1.0F;
-  Histogram histogram{};
-  if (!count(image, histogram)) return;
-  const double pixels = static_cast<double>(image.width) * image.height;
+Bounds boundsOf(const Histogram& histogram, std::uint32_t width, std::uint32_t height) {
+  const double pixels = static_cast<double>(width) * height;
   const auto cut = static_cast<std::uint64_t>(pixels * 0.005);
 
   std::uint64_t sum = 0;
   std::size_t k = 0;
   while (sum < cut) sum += histogram[k++];
-  lower = static_cast<float>(k) / 255.0F;
 
   sum = 0;
   std::size_t fromTop = 0;
   while (sum < cut) sum += histogram[255 - fromTop++];
-  upper = (255.0F - static_cast<float>(fromTop)) / 255.0F;
+  return {static_cast<float>(k) / 255.0F, (255.0F - static_cast<float>(fromTop)) / 255.0F};
 }
 
-CIImageRef applyEqualizeForCIImage(const CIImageRef& original, std::uint64_t mostKeptBytes) {
-  const CIImageRef image = keptImage(original, mostKeptBytes);
+Bounds boundsOf(const CGImage& image, unsigned threads) {
+  const auto histogram = histogramOf(image, threads);
+  return histogram ? boundsOf(*histogram, image.width, image.height) : Bounds{};
+}
+
+struct Measured {
+  CIImageRef image;  // its pixels in memory if they are kept
+  std::optional<Bounds> bounds;
+};
+
+// Keeps the picture's own pixels, as deep as they are; not those of a recipe, and none that do not
+// fit. If they are what is to be measured, they are measured on the way.
+Measured keep(const CIImageRef& image, std::uint64_t mostBytes, unsigned threads) {
+  const auto* source = image ? std::get_if<CIImage::Source>(&image->recipe()) : nullptr;
+  if (source == nullptr) return {image, std::nullopt};
+  const CGImage& own = source->image;
+  const bool measurable = own.layout == kOpaque8;
+  Histogram histogram{};
+  const auto countStrip = [&](std::span<std::byte> strip) {
+    if (measurable) {
+      count({reinterpret_cast<std::uint8_t*>(strip.data()), strip.size()}, 3, histogram);
+    }
+  };
+  auto kept = keepPixels(own, mostBytes, countStrip, threads);
+  if (!kept) return {image, std::nullopt};
+  Measured measured{CIImage::imageWithCGImage(*std::move(kept)), std::nullopt};
+  if (measurable) measured.bounds = boundsOf(histogram, own.width, own.height);
+  return measured;
+}
+
+}  // namespace
+
+void getGrayMin(float& lower, float& upper, const CGImage& image) {
+  const Bounds bounds = boundsOf(image, 1);
+  lower = bounds.lower;
+  upper = bounds.upper;
+}
+
+CIImageRef applyEqualizeForCIImage(const CIImageRef& original, std::uint64_t mostKeptBytes,
+                                   unsigned threads) {
+  const Measured measured = keep(original, mostKeptBytes, threads);
+  const CIImageRef& image = measured.image;
   const auto bitmap = render(image, {});
   if (!bitmap) return nullptr;
-  float lower = 0;
-  float upper = 1;
-  getGrayMin(lower, upper, *bitmap);
+  const auto [lower, upper] = measured.bounds ? *measured.bounds : boundsOf(*bitmap, threads);
   const float range = upper - lower;
   const CIFilterRef equalize = CIFilter::filterWithName("TQEqualizeFilter");
   setInput(equalize, "params", CIVector::vectorWithX_Y(1.0 / range, -lower / range));

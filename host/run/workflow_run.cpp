@@ -95,6 +95,9 @@ void WorkflowRun::runStep(std::size_t step) {
   setup.dryRun = settings.dryRun;
   std::vector<std::string> targets(files.size());
   std::ranges::transform(files, targets.begin(),
+  // Processors that no other worker keeps busy.
+  setup.threads =
+      static_cast<std::uint32_t>(std::max<std::size_t>(1, availableProcessors() / workers));
                          [this](std::size_t file) { return targetPath(file); });
   setup.writable = writtenDirectories(targets);
   Scheduler scheduler(std::move(setup), workers, stops_, audience_, *this);

@@ -23,6 +23,7 @@ struct SetupMessage {
   std::uint64_t maxPixels = 0;
   std::uint64_t maxFrames = 0;
   std::uint64_t maxMemoryBytes = 0;  // this worker's share
+  std::uint32_t threads = 1;         // that one file may keep busy
   bool keepDepth = false;
   bool dropGainMap = false;
   bool keepTimes = false;

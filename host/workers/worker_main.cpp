@@ -69,11 +69,13 @@ class Worker {
       confineProcess(setup.writable);
     }
     loaded_.action->setParameters(setup.parameters);
-    options_.replace.limits = {setup.maxPixels, setup.maxFrames, setup.maxMemoryBytes};
+    options_.replace.limits = {setup.maxPixels, setup.maxFrames, setup.maxMemoryBytes,
+                               setup.threads};
     options_.replace.encode.keepDepth = setup.keepDepth;
     options_.replace.encode.dropGainMap = setup.dropGainMap;
     options_.replace.keepTimes = setup.keepTimes;
     options_.replace.breakLinks = setup.breakLinks;
+    options_.replace.encode.threads = setup.threads;
     options_.replace.dryRun = setup.dryRun;
     options_.onFile = [this](const FileOutcome& outcome) { outcome_ = outcome; };
     loaded_.action->setRunOptions(options_);

@@ -15,7 +15,7 @@ struct Limits {
   std::uint64_t maxPixels = kDefaultMaxPixels;
   std::uint64_t maxFrames = kDefaultMaxFrames;
   std::uint64_t maxMemoryBytes = kDefaultMaxMemoryBytes;  // this process's share
-  unsigned threads = 1;
+  unsigned threads = 1;  // processors that reading one file may keep busy, its own thread included
 };
 
 }  // namespace kelvo

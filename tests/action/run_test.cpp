@@ -97,6 +97,60 @@ TEST_F(Run, AJpegIsRewrittenInPlaceWithinItsOwnLoss) {
   EXPECT_NEAR(b, 55, 3);
 }
 
+// Large enough that rows are read ahead, and with detail in every row.
+TEST_F(Run, AFileIsTheSameHoweverManyProcessorsWorkOnIt) {
+  const std::string detail = "-size 500x700 plasma:red-blue -seed 7 -depth 8 ";
+  const std::vector<std::string> originals = {
+      made("a.jpg", detail + "-quality 85"),
+      made("b.jpg", detail + "-interlace JPEG"),
+      made("a.png", detail + "-type TrueColor"),
+      made("a.webp", detail + "-quality 80"),
+      made("b.webp", detail + "-define webp:lossless=true"),
+      made("c.webp", detail + "-alpha set -channel A -evaluate multiply 0.5 -quality 70")};
+  for (const std::string& original : originals) {
+    for (const char* filter : {"13", "14", "1"}) {  // Invert; Equalize and Auto measure first
+      const std::string path = directory_.file("copy");
+      std::vector<std::string> results;
+      for (const unsigned threads : {1U, 2U}) {
+        writeFile(path, readFile(original));
+        RunOptions options;
+        options.replace.limits.threads = threads;
+        options.replace.encode.threads = threads;
+        EXPECT_EQ(run({path}, filter, options), PathList{path}) << original;
+        results.push_back(readFile(path));
+      }
+      EXPECT_TRUE(results[0] == results[1]) << original << ", filter " << filter;
+      EXPECT_FALSE(results[0] == readFile(original)) << original << ", filter " << filter;
+    }
+  }
+  EXPECT_TRUE(log_.texts().empty());
+}
+
+// A thread that reads ahead meets the damage; the message is the same.
+TEST_F(Run, DamageIsReportedAlikeHoweverManyProcessorsWorkOnAFile) {
+  const std::string path =
+      made("a.jpg",
+           "-size 500x700 plasma:red-blue -seed 7 -quality 85 -define jpeg:optimize-coding=off");
+  const std::string whole = readFile(path);
+  std::string damaged = whole;
+  // A restart marker that is none of this file's, in the middle of its data.
+  damaged[whole.size() / 2] = static_cast<char>(0xFF);
+  damaged[whole.size() / 2 + 1] = static_cast<char>(0xD3);
+  std::vector<std::vector<std::string>> logs;
+  for (const unsigned threads : {1U, 2U}) {
+    writeFile(path, damaged);
+    RunOptions options;
+    options.replace.limits.threads = threads;
+    options.replace.encode.threads = threads;
+    const testing::CapturedLog log;
+    EXPECT_TRUE(run({path}, "13", options).empty());
+    EXPECT_TRUE(readFile(path) == damaged);
+    logs.push_back(log.texts());
+  }
+  EXPECT_EQ(logs[0], (std::vector<std::string>{cgImageProblem(0), "no cgimage"}));
+  EXPECT_EQ(logs[1], logs[0]);
+}
+
 TEST_F(Run, ResultsComeInInputOrderAndFailedFilesAreLeftOut) {
   const std::string first = made("1.png", kRamp);
   const std::string second = directory_.file("2.png");

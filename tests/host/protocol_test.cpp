@@ -17,6 +17,7 @@ std::vector<Message> examples() {
   setup.maxPixels = std::numeric_limits<std::uint64_t>::max();
   setup.maxFrames = 1;
   setup.maxMemoryBytes = 0x0102030405060708;
+  setup.threads = 3;
   setup.keepDepth = true;
   setup.dropGainMap = true;
   setup.breakLinks = true;

@@ -13,6 +13,7 @@
 #include "platform/image_io/jpeg/jpeg_properties.h"
 #include "platform/image_io/jpeg/thumbnail_painter.h"
 #include "platform/image_io/output_file.h"
+#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo::jpeg {
 namespace {
@@ -115,7 +116,7 @@ class Writer final : public CodecWriter {
   }
 
   Result<void> copyRows(const CGImage& image, Compressor& compressor) {
-    auto rows = image.openRows();
+    auto rows = openRowsAhead(image, options_.threads);
     if (!rows) return std::move(rows).error();
     const std::size_t rowBytes = std::size_t{3} * image.width;
     const std::uint32_t stripRows = std::min(compressor.rowsAtOnce(), image.height);

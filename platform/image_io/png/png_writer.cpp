@@ -20,6 +20,7 @@
 #include "platform/image_io/png/png_profile.h"
 #include "platform/image_io/png/png_rows.h"
 #include "platform/image_io/png/png_source.h"
+#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo {
 namespace {
@@ -259,7 +260,7 @@ class PngWriter final : public CodecWriter {
 
   Result<void> writePixels(const CGImage& image) {
     const PngPacker packer(image.layout, header().color == PngColor::rgba, key_);
-    auto rows = image.openRows();
+    auto rows = openRowsAhead(image, options_.threads);
     if (!rows) return std::move(rows).error();
     const bool frame = file_->chunks()[next_].name() == "fdAT";
     const auto data = PngDataWriter::create(out_, frame ? &sequence_ : nullptr);

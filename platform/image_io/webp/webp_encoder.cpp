@@ -11,6 +11,7 @@
 #include "platform/image_io/webp/lossy_settings.h"
 #include "platform/image_io/webp/vp8_header.h"
 #include "platform/pixels/premultiply.h"
+#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo {
 namespace {
@@ -74,8 +75,8 @@ class Importer {
  public:
   Importer(const CGImage& image, Picture& picture) : image_(image), picture_(picture) {}
 
-  Result<void> run() {
-    auto rows = image_.openRows();
+  Result<void> run(unsigned threads) {
+    auto rows = openRowsAhead(image_, threads);
     if (!rows) return std::move(rows).error();
     const std::size_t rowBytes = image_.width * image_.layout.pixelBytes();
     std::vector<std::byte> strip(rowBytes * std::min(kStripRows, image_.height));
@@ -204,9 +205,10 @@ Result<EncodedWebp> takeChunks(std::span<const std::byte> file) {
 
 }  // namespace
 
-Result<EncodedWebp> encodeWebp(const CGImage& image, const WebpFrame& old) {
+Result<EncodedWebp> encodeWebp(const CGImage& image, const WebpFrame& old, unsigned threads) {
   auto config = configure(old);
   if (!config) return std::move(config).error();
+  config->thread_level = threads >= 2 ? 1 : 0;
   Picture picture;
   MemoryWriter writer;
   if (!picture.valid()) return libraryVersionError();
@@ -217,7 +219,7 @@ Result<EncodedWebp> encodeWebp(const CGImage& image, const WebpFrame& old) {
   picture->writer = WebPMemoryWrite;
   picture->custom_ptr = writer.get();
   if (WebPPictureAlloc(picture.get()) == 0) return Error{encodingError(picture->error_code)};
-  if (auto imported = Importer(image, picture).run(); !imported) {
+  if (auto imported = Importer(image, picture).run(threads); !imported) {
     return std::move(imported).error();
   }
   if (WebPEncode(&*config, picture.get()) == 0) return Error{encodingError(picture->error_code)};

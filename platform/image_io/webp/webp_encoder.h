@@ -19,6 +19,7 @@ struct EncodedWebp {
 // Encodes a picture the way `old` is: lossless if that is, else about as well. `image` has 3
 // components, or 4 premultiplied ones where `old` has an alpha. Transparent pixels of a lossless
 // picture get colour 0; those of a lossy one have no colour that could be relied on.
-Result<EncodedWebp> encodeWebp(const CGImage& image, const WebpFrame& old);
+// The result does not depend on `threads`.
+Result<EncodedWebp> encodeWebp(const CGImage& image, const WebpFrame& old, unsigned threads);
 
 }  // namespace kelvo

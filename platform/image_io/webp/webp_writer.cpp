@@ -43,7 +43,8 @@ Result<void> appendChunk(std::vector<std::byte>& to, std::span<const char, 4> ty
 // The file that the pictures came from, chunk by chunk, with other pixels in it.
 class WebpWriter final : public CodecWriter {
  public:
-  WebpWriter(OutputFile& out, std::size_t frames) : out_(out), frames_(frames) {}
+  WebpWriter(OutputFile& out, std::size_t frames, unsigned threads)
+      : out_(out), frames_(frames), threads_(threads) {}
 
   Result<void> addImage(const CGImage& image, const FrameProperties& properties) override {
     const auto* const own = dynamic_cast<const WebpProperties*>(&properties);
@@ -122,7 +123,7 @@ class WebpWriter final : public CodecWriter {
 
   // A lossy picture that has become opaque loses its chunk of alpha: the encoder makes none.
   Result<void> writeFrame(const CGImage& image, const WebpFrame& frame) {
-    auto encoded = encodeWebp(image, frame);
+    auto encoded = encodeWebp(image, frame, threads_);
     if (!encoded) return std::move(encoded).error();
     std::vector<std::byte> content(frame.animationHeader.begin(), frame.animationHeader.end());
     for (const WebpChunk& part : frame.parts) {
@@ -145,6 +146,7 @@ class WebpWriter final : public CodecWriter {
 
   OutputFile& out_;
   std::size_t frames_;
+  unsigned threads_;
   std::shared_ptr<const WebpFile> file_;
   std::size_t nextFrame_ = 0;
   std::size_t nextChunk_ = 0;
@@ -153,8 +155,8 @@ class WebpWriter final : public CodecWriter {
 }  // namespace
 
 Result<std::unique_ptr<CodecWriter>> createWebpWriter(OutputFile& file, std::size_t frames,
-                                                      const EncodeOptions&) {
-  return std::unique_ptr<CodecWriter>(std::make_unique<WebpWriter>(file, frames));
+                                                      const EncodeOptions& options) {
+  return std::unique_ptr<CodecWriter>(std::make_unique<WebpWriter>(file, frames, options.threads));
 }
 
 }  // namespace kelvo
