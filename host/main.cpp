@@ -14,6 +14,7 @@
 
 #include "host/action_directories.h"
 #include "host/arguments/command_line.h"
+#include "host/arguments/format_list.h"
 #include "host/run/console.h"
 #include "host/run/interrupts.h"
 #include "host/run/output_directory.h"
@@ -23,7 +24,6 @@
 #include "host/window_loading.h"
 #include "host/workers/worker_main.h"
 #include "host/workers/worker_process.h"
-#include "platform/image_io/codec.h"
 
 namespace kelvo::host {
 namespace {
@@ -57,16 +57,6 @@ int refuse(Console& console, const Error& error) {
   console.message("kelvo: " + error.message);
   console.finish(interrupts, kPatience);
   return kWrongUsage;
-}
-
-std::string formatList() {
-  std::string text;
-  for (const Codec& codec : codecs()) {
-    text += fmt::format(
-        "{:<12} {:<32} {}\n", codec.displayName, codec.type,
-        codec.createWriter != nullptr ? "read and rewritten" : "recognised, left alone");
-  }
-  return text;
 }
 
 int run(Console& console, Result<RunPlan> planned) {
@@ -120,7 +110,7 @@ int execute(Command command, Console& console) {
         if constexpr (std::is_same_v<Content, ShowText>) {
           return show(console, content.text);
         } else if constexpr (std::is_same_v<Content, ListFormats>) {
-          return show(console, formatList());
+          return show(console, content.json ? formatListJson() : formatListText());
         } else if constexpr (std::is_same_v<Content, EditWorkflow>) {
           return edit(console, content);
         } else {

@@ -43,7 +43,9 @@ struct ShowText {
   std::string text;
 };
 
-struct ListFormats {};
+struct ListFormats {
+  bool json = false;
+};
 
 // One adjustment over files.
 struct RunAdjustment {

@@ -351,10 +351,11 @@ Result<Command> parseFormats(const Arguments& arguments) {
   if (asksForHelp(arguments)) {
     return Command{ShowText{formatsHelp()}};
   }
-  if (!arguments.empty()) {
-    return Error{"'formats' takes no arguments"};
+  const bool json = arguments == Arguments{"--json"};
+  if (!arguments.empty() && !json) {
+    return Error{"'formats' takes no arguments but --json"};
   }
-  return Command{ListFormats{}};
+  return Command{ListFormats{.json = json}};
 }
 
 // The commands that run over files.

@@ -105,7 +105,7 @@ std::string generalHelp() {
       "       kelvo run [WORKFLOW] [--set KEY=VALUE]... [OPTIONS] FILE...\n"
       "       kelvo preview ADJUSTMENT|run ... FILE -o OUT\n"
       "       kelvo edit [WORKFLOW] [FILE...]\n"
-      "       kelvo formats | --version | --help\n"
+      "       kelvo formats [--json] | --version | --help\n"
       "\n"
       "Adjustments:\n";
   for (const Adjustment& adjustment : adjustments()) {

@@ -216,7 +216,7 @@ TEST_F(Usage, ListsTheFormats) {
   EXPECT_EQ(finished.status, 0);
   EXPECT_THAT(finished.output, HasSubstr("public.png"));
   EXPECT_THAT(finished.output, HasSubstr("com.adobe.photoshop-image"));
-  EXPECT_EQ(refusal({"formats", "x"}), "'formats' takes no arguments");
+  EXPECT_EQ(refusal({"formats", "x"}), "'formats' takes no arguments but --json");
 }
 
 }  // namespace
