@@ -194,9 +194,12 @@ std::string editHelp() {
 }
 
 std::string formatsHelp() {
-  return "Lists the image formats, their type identifiers and whether they are written.\n"
+  return "Lists the image formats: their type identifiers, what is read of them, and what is kept\n"
+         "besides the adjusted pixels.\n"
          "\n"
-         "Usage: kelvo formats\n";
+         "Usage: kelvo formats [--json]\n"
+         "\n"
+         "--json writes one record a format: format, type, written, read, kept.\n";
 }
 
 }  // namespace kelvo::host
