@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -21,34 +22,38 @@ std::string atFrame(std::string_view text, std::size_t frame) {
   return std::string(text) + ", frame " + std::to_string(frame);
 }
 
+using Progress = std::function<void()>;
+
 // Tells errors of the source's own pixels from errors of writing: rows are decoded while the
 // destination pulls them, so both come out of the same call.
 class WatchedRows final : public RowSource {
  public:
-  WatchedRows(std::unique_ptr<RowSource> rows, std::shared_ptr<bool> failed)
-      : rows_(std::move(rows)), failed_(std::move(failed)) {}
+  WatchedRows(std::unique_ptr<RowSource> rows, std::shared_ptr<bool> failed, Progress progress)
+      : rows_(std::move(rows)), failed_(std::move(failed)), progress_(std::move(progress)) {}
 
   Result<void> read(std::span<std::byte> pixels, std::uint32_t rows) override {
     auto read = rows_->read(pixels, rows);
     if (!read) *failed_ = true;
+    progress_();
     return read;
   }
 
  private:
   std::unique_ptr<RowSource> rows_;
   std::shared_ptr<bool> failed_;
+  Progress progress_;
 };
 
-CGImage watch(CGImage image, std::shared_ptr<bool> failed) {
-  image.openRows = [open = std::move(image.openRows),
-                    failed = std::move(failed)]() -> Result<std::unique_ptr<RowSource>> {
+CGImage watch(CGImage image, std::shared_ptr<bool> failed, Progress progress) {
+  image.openRows = [open = std::move(image.openRows), failed = std::move(failed),
+                    progress = std::move(progress)]() -> Result<std::unique_ptr<RowSource>> {
     auto rows = open();
     if (!rows) {
       *failed = true;
       return rows;
     }
     return std::unique_ptr<RowSource>(
-        std::make_unique<WatchedRows>(std::move(rows).value(), failed));
+        std::make_unique<WatchedRows>(std::move(rows).value(), failed, progress));
   };
   return image;
 }
@@ -114,6 +119,8 @@ class FileRun {
                    CGImageDestination* destination) {
     const std::string cgImageProblem =
         atFrame("Error: Cann't load this file, cgimage problem", frame);
+    const Progress progress = progressOf(source.frames().info(frame));
+    progress();
     auto frameImage = CGImageSourceCreateImageAtIndex(source, frame);
     if (!frameImage) return noImage(cgImageProblem, frameImage.error());
     const CGColorSpaceRef& ownSpace = CGImageGetColorSpace(*frameImage);
@@ -123,7 +130,7 @@ class FileRun {
       return false;
     }
     const auto damaged = std::make_shared<bool>(false);
-    const CIImageRef image = CIImage::imageWithCGImage(watch(*inDeviceRGB, damaged));
+    const CIImageRef image = CIImage::imageWithCGImage(watch(*inDeviceRGB, damaged, progress));
     if (!image) {
       NSLog(atFrame("Error: Cann't load this file, ciimage problem", frame));
       return false;
@@ -151,6 +158,12 @@ class FileRun {
     // An error of the destination stays with it and is told when it is finalized.
     return true;
   }
+  [[nodiscard]] Progress progressOf(const FrameInfo& frame) const {
+    if (!options_.onProgress) return [] {};
+    return
+        [this, pixels = std::uint64_t{frame.width} * frame.height] { options_.onProgress(pixels); };
+  }
+
 
   static bool noImage(const std::string& text, const Error& cause) {
     NSLog(text, cause.message);

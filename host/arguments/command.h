@@ -14,6 +14,9 @@
 // What a command line asks for, before any file is looked at.
 namespace kelvo::host {
 
+// Long enough for a sleeping disk or a busy server.
+constexpr std::uint64_t kDefaultMaxSeconds = 120;
+
 enum class ProgressWanted { automatic, always, never };
 
 // The options of the commands that run over files.
@@ -36,6 +39,7 @@ struct RunSettings {
   std::uint64_t maxPixels = kDefaultMaxPixels;
   std::uint64_t maxFrames = kDefaultMaxFrames;
   std::uint64_t maxMemoryBytes = kDefaultMaxMemoryBytes;
+  std::uint64_t maxSeconds = kDefaultMaxSeconds;  // without progress
 };
 
 // Text for standard output, and then success: help, the version.

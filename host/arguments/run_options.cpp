@@ -1,5 +1,6 @@
 #include "host/arguments/run_options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string>
 
@@ -35,6 +36,18 @@ Result<void> setJobs(RunSettings& settings, std::string_view value) {
                  std::string(value) + "'"};
   }
   settings.jobs = jobs;
+  return {};
+}
+
+// So many that no sum of them runs over.
+constexpr std::uint64_t kMostSeconds = 1'000'000'000;
+
+Result<void> setSeconds(RunSettings& settings, std::string_view value) {
+  const auto number = parseCount(value);
+  if (!number) {
+    return number.error();
+  }
+  settings.maxSeconds = std::min(*number, kMostSeconds);
   return {};
 }
 
@@ -122,6 +135,9 @@ constexpr RunOption kOptions[] = {
     {"--max-memory", "BYTES",
      "memory that all files worked on together may ask for (default 4G; suffixes k M G T)",
      setLimit<&RunSettings::maxMemoryBytes, parseByteCount>},
+    {"--max-seconds", "N",
+     "give up a file on which nothing gets on for N seconds, and more if it is large (default 120)",
+     setSeconds},
 };
 
 }  // namespace

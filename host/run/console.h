@@ -10,8 +10,9 @@
 
 namespace kelvo::host {
 
-// Text with every control character replaced by '?', so that the name of a file can neither break a
-// line nor command a terminal.
+// Text with every control character, also of the upper half of 8-bit encodings, and every change of
+// the writing direction replaced by '?', so that the name of a file can neither break a line nor
+// command a terminal.
 std::string printable(std::string_view text);
 
 // Writes to a descriptor without ever waiting for the reader.

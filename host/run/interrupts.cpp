@@ -35,12 +35,14 @@ Interrupts::Interrupts() {
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &ignore, &oldPipe_);
+  sigaction(SIGXFSZ, &ignore, &oldSize_);
 }
 
 Interrupts::~Interrupts() {
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
     sigaction(kSignals[i], &oldActions_[i], nullptr);
   }
+  sigaction(SIGXFSZ, &oldSize_, nullptr);
   sigaction(SIGPIPE, &oldPipe_, nullptr);
   sigprocmask(SIG_SETMASK, &oldMask_, nullptr);
 }

@@ -7,8 +7,9 @@
 namespace kelvo::host {
 
 // While it lives, Ctrl-C, a termination request and a closed terminal are counted instead of ending
-// the process, and a closed pipe is an error of the write. The signals arrive only while waiting
-// with waitMask(). What the process was told to ignore stays ignored. One at a time.
+// the process, and a closed pipe or a file that may not grow is an error of the write. The signals
+// arrive only while waiting with waitMask(). What the process was told to ignore stays ignored. One
+// at a time.
 class Interrupts final : public StopRequests {
  public:
   Interrupts();
@@ -26,6 +27,7 @@ class Interrupts final : public StopRequests {
   sigset_t waitMask_{};
   struct sigaction oldActions_[3] = {};
   struct sigaction oldPipe_ = {};
+  struct sigaction oldSize_ = {};
 };
 
 }  // namespace kelvo::host

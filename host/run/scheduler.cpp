@@ -8,9 +8,28 @@
 
 namespace kelvo::host {
 
-Scheduler::Scheduler(SetupMessage setup, std::size_t jobs, const StopRequests& stops,
-                     RunAudience& audience, TaskOwner& owner)
-    : setup_(std::move(setup)), stops_(stops), audience_(audience), owner_(owner), slots_(jobs) {}
+namespace {
+
+// A look at the workers at least this often, while there is something to expect of them.
+constexpr std::chrono::milliseconds kLook{1000};
+// What counts of the time between two looks: the host may have been stopped, and the workers too.
+constexpr std::chrono::milliseconds kLongestLook{2000};
+
+// The slowest encoders and servers manage several times as much.
+constexpr std::uint64_t kPixelsASecond = 100'000;
+constexpr std::uint64_t kBytesASecond = 1'000'000;
+
+}  // namespace
+
+Scheduler::Scheduler(SetupMessage setup, std::size_t jobs, std::chrono::seconds patience,
+                     const StopRequests& stops, RunAudience& audience, TaskOwner& owner)
+    : setup_(std::move(setup)),
+      patience_(patience),
+      looked_(Clock::now()),
+      stops_(stops),
+      audience_(audience),
+      owner_(owner),
+      slots_(jobs) {}
 
 std::optional<std::string> Scheduler::run(std::span<const std::size_t> files,
                                           std::span<const std::uint32_t> groups) {
@@ -93,6 +112,8 @@ bool Scheduler::handOutTo(Slot& slot) {
   }
   slot.file = file;
   slot.begun = Clock::now();
+  slot.silence = Clock::duration::zero();
+  slot.pixels = 0;
   return true;
 }
 
@@ -124,6 +145,7 @@ void Scheduler::startWorker(Slot& slot) {
     return;
   }
   slot.worker = std::move(worker).value();
+  slot.silence = Clock::duration::zero();
 }
 
 // Says how it came to its end.
@@ -163,21 +185,44 @@ void Scheduler::wait() {
   }
   audience_.addWaiting(waiting);
   stops_.addWaiting(waiting);
-  const auto refresh = audience_.refresh().count();
-  const timespec limit{refresh / 1000, refresh % 1000 * 1'000'000};
-  const int arrived =
-      ::ppoll(waiting.data(), waiting.size(), refresh > 0 ? &limit : nullptr, stops_.waitMask());
-  if (arrived <= 0) {
-    return;
-  }
-  for (std::size_t i = 0; i < slots.size(); ++i) {
+  const auto refresh = audience_.refresh();
+  const auto limit = (refresh.count() > 0 ? std::min(refresh, kLook) : kLook).count();
+  const timespec time{limit / 1000, limit % 1000 * 1'000'000};
+  const int arrived = ::ppoll(waiting.data(), waiting.size(), &time, stops_.waitMask());
+  for (std::size_t i = 0; i < slots.size() && arrived > 0; ++i) {
     if (waiting[i].revents != 0) {
       listen(*slots[i]);
     }
   }
+  countSilence();
+}
+
+void Scheduler::countSilence() {
+  const auto now = Clock::now();
+  const auto passed = std::min<Clock::duration>(now - std::exchange(looked_, now), kLongestLook);
+  for (Slot& slot : slots_) {
+    if (!slot.worker || (slot.ready && !slot.file)) continue;
+    slot.silence += passed;
+    if (slot.silence > longestSilence(slot)) giveUp(slot);
+  }
+}
+
+std::chrono::seconds Scheduler::longestSilence(const Slot& slot) const {
+  const std::uint64_t bytes = slot.file ? owner_.bytesOf(*slot.file) : 0;
+  return patience_ + std::chrono::seconds(slot.pixels / kPixelsASecond + bytes / kBytesASecond);
+}
+
+void Scheduler::giveUp(Slot& slot) {
+  const std::string reason =
+      "the worker process made no progress for " +
+      std::to_string(std::chrono::duration_cast<std::chrono::seconds>(slot.silence).count()) +
+      " seconds and was ended (--max-seconds)";
+  slot.worker->kill();
+  end(slot, reason);
 }
 
 void Scheduler::listen(Slot& slot) {
+  slot.silence = Clock::duration::zero();
   const bool open = slot.worker->channel().receive(false);
   bool sound = true;
   while (sound) {
@@ -193,8 +238,15 @@ void Scheduler::listen(Slot& slot) {
   if (!sound) {
     slot.worker->kill();
   }
+  end(slot, {});
+}
+
+// The worker is dead or has been killed. `why` tells more than the way it ended, if it is not
+// empty.
+void Scheduler::end(Slot& slot, const std::string& why) {
   const bool wasReady = slot.ready;
   std::string reason = dropWorker(slot);
+  if (!why.empty()) reason = why;
   if (slot.file) {
     TaskResult result;
     result.crash = std::move(reason);
@@ -211,6 +263,10 @@ bool Scheduler::take(Slot& slot, const Message& message) {
   }
   if (const auto* failed = std::get_if<SetupFailedMessage>(&message)) {
     slot.failure = failed->message;
+    return true;
+  }
+  if (const auto* progress = std::get_if<ProgressMessage>(&message)) {
+    slot.pixels = progress->pixels;
     return true;
   }
   if (const auto* log = std::get_if<LogMessage>(&message)) {

@@ -31,17 +31,21 @@ class TaskOwner {
   // A line of the log; no file while the action is being opened.
   virtual void logged(std::optional<std::size_t> file, const LogMessage& message) = 0;
   virtual void finished(std::size_t file, TaskResult result) = 0;
+  // The file's size, on which depends how long nothing may be heard of it.
+  [[nodiscard]] virtual std::uint64_t bytesOf(std::size_t file) const = 0;
   // Before every wait.
   virtual void tick() = 0;
 };
 
 // Hands files out to worker processes, one at a time each, in order. Files of one group go to one
-// worker, one after the other. A worker that comes to an end is replaced.
+// worker, one after the other. A worker that comes to an end is replaced; one of which nothing is
+// heard for too long is ended.
 class Scheduler {
  public:
-  // Ticks as often as the audience wants to be refreshed, and whenever something happens.
-  Scheduler(SetupMessage setup, std::size_t jobs, const StopRequests& stops, RunAudience& audience,
-            TaskOwner& owner);
+  // Ticks as often as the audience wants to be refreshed, and whenever something happens. A worker
+  // may be silent for `patience`, and longer over large files and frames.
+  Scheduler(SetupMessage setup, std::size_t jobs, std::chrono::seconds patience,
+            const StopRequests& stops, RunAudience& audience, TaskOwner& owner);
 
   // Returns when every file has finished, or, when asked to stop, those that had begun. When asked
   // twice it ends the workers at once. `groups` is indexed by file; 0 is no group. The result is
@@ -59,6 +63,8 @@ class Scheduler {
     std::optional<std::string> failure;  // why its worker could not open the action
     std::optional<std::size_t> file;
     Clock::time_point begun;
+    Clock::duration silence{0};     // since something was heard of it
+    std::uint64_t pixels = 0;       // of the frame that it is working on
     std::deque<std::size_t> bound;  // files that must follow others of this slot
   };
 
@@ -70,6 +76,10 @@ class Scheduler {
   static std::string dropWorker(Slot& slot);
   void breakSlot(Slot& slot, std::string reason);
   void wait();
+  void countSilence();
+  [[nodiscard]] std::chrono::seconds longestSilence(const Slot& slot) const;
+  void giveUp(Slot& slot);
+  void end(Slot& slot, const std::string& why);
   void listen(Slot& slot);
   bool take(Slot& slot, const Message& message);
   void finish(Slot& slot, TaskResult result);
@@ -77,6 +87,8 @@ class Scheduler {
   [[nodiscard]] bool stopping() const { return stops_.count() > 0; }
 
   SetupMessage setup_;
+  std::chrono::seconds patience_;
+  Clock::time_point looked_;  // at what the workers do
   const StopRequests& stops_;
   RunAudience& audience_;
   TaskOwner& owner_;

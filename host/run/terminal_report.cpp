@@ -34,6 +34,7 @@ TerminalReport::TerminalReport(Console& console, const RunSettings& settings,
       printNul_(settings.printNul),
       dryRun_(settings.dryRun),
       quiet_(settings.quiet),
+      shown_(::isatty(STDOUT_FILENO) != 0),
       showProgress_(wantsProgress(settings)),
       files_(std::move(files)) {}
 
@@ -43,7 +44,7 @@ void TerminalReport::settled(std::size_t file, const FileRecord& record,
   if (json_) {
     text = jsonRecord(record, files_[file], output, dryRun_);
   } else if (record.outcome == Outcome::rewritten) {
-    text = output + (printNul_ ? '\0' : '\n');
+    text = (shown_ ? printable(output) : output) + (printNul_ ? '\0' : '\n');
   }
   waiting_.emplace(file, std::move(text));
   while (!waiting_.empty() && waiting_.begin()->first == next_) {

@@ -35,6 +35,7 @@ class TerminalReport final : public RunAudience {
   bool printNul_;
   bool dryRun_;
   bool quiet_;
+  bool shown_;  // standard output is a terminal
   bool showProgress_;
   std::vector<std::string> files_;
   std::map<std::size_t, std::string> waiting_;  // results whose turn has not come

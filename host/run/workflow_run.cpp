@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <sched.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -31,6 +32,12 @@ std::string realName(const std::string& path) {
   std::error_code failed;
   const auto real = std::filesystem::canonical(path, failed);
   return failed ? path : real.string();
+}
+
+// 0 if there is no such file.
+ino_t inodeOf(const std::string& path) {
+  struct stat status = {};
+  return ::stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 void join(std::string& messages, std::string_view message) {
@@ -88,6 +95,9 @@ void WorkflowRun::runStep(std::size_t step) {
   setup.maxPixels = settings.maxPixels;
   setup.maxFrames = settings.maxFrames;
   setup.maxMemoryBytes = std::max<std::uint64_t>(1, settings.maxMemoryBytes / workers);
+  // Processors that no other worker keeps busy.
+  setup.threads =
+      static_cast<std::uint32_t>(std::max<std::size_t>(1, availableProcessors() / workers));
   setup.keepDepth = settings.keepDepth;
   setup.dropGainMap = settings.dropGainMap;
   setup.keepTimes = settings.keepTimes;
@@ -95,12 +105,12 @@ void WorkflowRun::runStep(std::size_t step) {
   setup.dryRun = settings.dryRun;
   std::vector<std::string> targets(files.size());
   std::ranges::transform(files, targets.begin(),
-  // Processors that no other worker keeps busy.
-  setup.threads =
-      static_cast<std::uint32_t>(std::max<std::size_t>(1, availableProcessors() / workers));
                          [this](std::size_t file) { return targetPath(file); });
   setup.writable = writtenDirectories(targets);
-  Scheduler scheduler(std::move(setup), workers, stops_, audience_, *this);
+  // Workers that share a processor take so much longer.
+  const std::size_t sharing = (workers + availableProcessors() - 1) / availableProcessors();
+  const std::chrono::seconds patience(settings.maxSeconds * sharing);
+  Scheduler scheduler(std::move(setup), workers, patience, stops_, audience_, *this);
   const auto failure = scheduler.run(files, same_.group);
   if (!failure || stops_.count() > 0) {
     return;
@@ -120,6 +130,7 @@ FileMessage WorkflowRun::begin(std::size_t file) {
   audience_.begun(file);
   FileMessage message;
   message.path = targetPath(file);
+  begunWith_[file] = inodeOf(message.path);
   if (step_ == 0 && output_) {
     message.copyFrom = plan_.files[file];
   }
@@ -148,8 +159,12 @@ void WorkflowRun::finished(std::size_t file, TaskResult result) {
   --inWork_;
   ++doneFiles_;
   doneBytes_ += same_.bytes[file];
+  const auto begunWith = begunWith_.extract(file);
   if (!result.crash.empty()) {
-    tell(file, {"Error: " + result.crash, plan_.files[file], {}});
+    // The last thing that a worker does to a file is to put the new one in its place.
+    const bool replaced = !output_ && begunWith.mapped() != inodeOf(targetPath(file));
+    tell(file, {"Error: " + result.crash, plan_.files[file],
+                replaced ? "by then there was a new file in its place" : ""});
   }
   noteResult(file, result);
   const bool rewritten = result.done.rewritten;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -33,6 +36,7 @@ class WorkflowRun final : private TaskOwner {
   FileMessage begin(std::size_t file) override;
   void logged(std::optional<std::size_t> file, const LogMessage& message) override;
   void finished(std::size_t file, TaskResult result) override;
+  [[nodiscard]] std::uint64_t bytesOf(std::size_t file) const override { return same_.bytes[file]; }
   void tick() override;
 
   void runStep(std::size_t step);
@@ -55,7 +59,8 @@ class WorkflowRun final : private TaskOwner {
 
   SameFiles same_;
   std::vector<FileRecord> records_;
-  std::set<std::string> rewrittenNames_;  // the real ones, of files that several names lead to
+  std::map<std::size_t, ino_t> begunWith_;  // the files in work, and what was there
+  std::set<std::string> rewrittenNames_;    // the real ones, of files that several names lead to
   std::size_t step_ = 0;
   std::size_t rewritten_ = 0;
   std::size_t inWork_ = 0;

@@ -15,7 +15,8 @@ enum class Kind : std::uint8_t {
   log,
   done,
   pictureRequest,
-  picture
+  picture,
+  progress
 };
 enum class ValueKind : std::uint8_t { text = 1, real, whole };
 
@@ -207,6 +208,8 @@ LogMessage readLog(Reader& reader) {
   return message;
 }
 
+void write(Writer& writer, const ProgressMessage& message) { writer.number(message.pixels); }
+
 void write(Writer& writer, const DoneMessage& message) {
   writer.flag(message.rewritten);
   writer.number(message.frames);
@@ -271,6 +274,7 @@ Kind kindOf(const LogMessage&) { return Kind::log; }
 Kind kindOf(const DoneMessage&) { return Kind::done; }
 Kind kindOf(const PictureRequestMessage&) { return Kind::pictureRequest; }
 Kind kindOf(const PictureMessage&) { return Kind::picture; }
+Kind kindOf(const ProgressMessage&) { return Kind::progress; }
 
 std::optional<Message> readMessage(Reader& reader) {
   switch (static_cast<Kind>(reader.number<std::uint8_t>())) {
@@ -290,6 +294,8 @@ std::optional<Message> readMessage(Reader& reader) {
       return readPictureRequest(reader);
     case Kind::picture:
       return readPicture(reader);
+    case Kind::progress:
+      return ProgressMessage{reader.number<std::uint64_t>()};
   }
   return std::nullopt;
 }

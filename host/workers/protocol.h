@@ -32,7 +32,8 @@ struct SetupMessage {
   friend bool operator==(const SetupMessage&, const SetupMessage&) = default;
 };
 
-// Host to worker: one file. The worker answers with any number of logs and one done.
+// Host to worker: one file. The worker answers with any number of logs and signs of progress, and
+// one done.
 struct FileMessage {
   std::string path;
   std::string copyFrom;      // not empty: `path` is to be made, as a copy of this, first
@@ -57,6 +58,12 @@ struct LogMessage {
   std::string path;
   std::string detail;
   friend bool operator==(const LogMessage&, const LogMessage&) = default;
+};
+
+// Worker to host, from time to time: the file is getting on.
+struct ProgressMessage {
+  std::uint64_t pixels = 0;  // of the frame in work
+  friend bool operator==(const ProgressMessage&, const ProgressMessage&) = default;
 };
 
 // Worker to host: what became of the file.
@@ -92,7 +99,8 @@ struct PictureMessage {
 };
 
 using Message = std::variant<SetupMessage, FileMessage, ReadyMessage, SetupFailedMessage,
-                             LogMessage, DoneMessage, PictureRequestMessage, PictureMessage>;
+                             LogMessage, DoneMessage, PictureRequestMessage, PictureMessage,
+                             ProgressMessage>;
 
 // A frame is the payload's length (4 bytes, least significant first) and the payload.
 constexpr std::size_t kLargestPayload = std::size_t{64} << 20U;

@@ -5,6 +5,8 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 #include <optional>
@@ -78,6 +80,7 @@ class Worker {
     options_.replace.encode.threads = setup.threads;
     options_.replace.dryRun = setup.dryRun;
     options_.onFile = [this](const FileOutcome& outcome) { outcome_ = outcome; };
+    options_.onProgress = [this](std::uint64_t framePixels) { tellProgress(framePixels); };
     loaded_.action->setRunOptions(options_);
     loaded_.action->opened();
     send(ReadyMessage{});
@@ -91,6 +94,10 @@ class Worker {
   }
 
   void adjust(const FileMessage& file) {
+    {
+      const std::lock_guard lock(telling_);
+      toldPixels_ = 0;
+    }
     DoneMessage done;
     if (file.copyFrom.empty() || copy(file)) {
       if (options_.replace.backupSuffix != file.backupSuffix) {
@@ -110,6 +117,18 @@ class Worker {
       done.warnings = std::move(outcome_->warnings);
     }
     send(std::move(done));
+  }
+
+  // A few times a second is often enough for the host, unless the frame is another one.
+  void tellProgress(std::uint64_t framePixels) {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    {
+      const std::lock_guard lock(telling_);
+      if (framePixels == toldPixels_ && now - told_ < std::chrono::milliseconds(200)) return;
+      toldPixels_ = framePixels;
+      told_ = now;
+    }
+    send(ProgressMessage{framePixels});
   }
 
   bool copy(const FileMessage& file) {
@@ -149,6 +168,9 @@ class Worker {
 
   Channel channel_;
   std::mutex sending_;
+  std::mutex telling_;            // guards the two below
+  std::uint64_t toldPixels_ = 0;  // of this file
+  std::chrono::steady_clock::duration told_{};
   LoadedAction loaded_;
   RunOptions options_;
   std::optional<FileOutcome> outcome_;
@@ -163,6 +185,8 @@ int workerMain(const std::string& host) {
   if (std::to_string(::getppid()) != host) {
     return kAbandoned;
   }
+  // A file that may not become as large as it has to is an error of the write, not the end.
+  ::signal(SIGXFSZ, SIG_IGN);
   // Nothing that the action starts shares the socket.
   ::fcntl(kWorkerSocket, F_SETFD, FD_CLOEXEC);
   return Worker(Channel(Descriptor(kWorkerSocket))).run();

@@ -8,7 +8,10 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <optional>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 extern char** environ;
@@ -64,6 +67,44 @@ class SpawnPlan {
   posix_spawnattr_t attributes_{};
 };
 
+// After the signal that none can refuse; what it is in the middle of may have to be finished.
+constexpr std::chrono::seconds kDeathTakes{10};
+
+int end(pid_t process) {
+  int status = 0;
+  while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+std::optional<int> endWithin(pid_t process, std::chrono::seconds limit) {
+  const auto until = std::chrono::steady_clock::now() + limit;
+  int status = 0;
+  while (::waitpid(process, &status, WNOHANG) == 0) {
+    if (std::chrono::steady_clock::now() >= until) return std::nullopt;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return status;
+}
+
+std::string describeEnd(int status) {
+  if (!WIFSIGNALED(status)) {
+    return "the worker process ended by itself (exit status " +
+           std::to_string(WEXITSTATUS(status)) + ")";
+  }
+  const int signal = WTERMSIG(status);
+  // Files are mapped: this is how the system tells that a page of one cannot be had.
+  if (signal == SIGBUS) {
+    return "the file was cut short while it was being read, or its disk cannot read it (signal " +
+           std::to_string(signal) + ")";
+  }
+  if (signal == SIGKILL) {
+    return "the worker process was killed, perhaps for lack of memory (signal " +
+           std::to_string(signal) + ")";
+  }
+  return "the worker process crashed (signal " + std::to_string(signal) + ")";
+}
+
 }  // namespace
 
 Result<WorkerProcess> WorkerProcess::start(const Message& first) {
@@ -92,12 +133,15 @@ Result<WorkerProcess> WorkerProcess::start(const Message& first) {
 }
 
 WorkerProcess::WorkerProcess(WorkerProcess&& other) noexcept
-    : id_(std::exchange(other.id_, -1)), channel_(std::move(other.channel_)) {}
+    : id_(std::exchange(other.id_, -1)),
+      killed_(other.killed_),
+      channel_(std::move(other.channel_)) {}
 
 WorkerProcess& WorkerProcess::operator=(WorkerProcess&& other) noexcept {
   if (this != &other) {
     reap();
     id_ = std::exchange(other.id_, -1);
+    killed_ = other.killed_;
     channel_ = std::move(other.channel_);
   }
   return *this;
@@ -108,6 +152,7 @@ WorkerProcess::~WorkerProcess() { reap(); }
 void WorkerProcess::kill() {
   if (id_ > 0) {
     ::kill(id_, SIGKILL);
+    killed_ = true;
   }
 }
 
@@ -116,15 +161,12 @@ std::string WorkerProcess::reap() {
   if (id_ <= 0) {
     return {};
   }
-  int status = 0;
-  while (::waitpid(id_, &status, 0) < 0 && errno == EINTR) {
-  }
+  const auto status = killed_ ? endWithin(id_, kDeathTakes) : end(id_);
   id_ = -1;
-  if (WIFSIGNALED(status)) {
-    return "the worker process crashed (signal " + std::to_string(WTERMSIG(status)) + ")";
+  if (!status) {
+    return "the worker process cannot be ended: it waits for a disk or a server";
   }
-  return "the worker process ended by itself (exit status " + std::to_string(WEXITSTATUS(status)) +
-         ")";
+  return describeEnd(*status);
 }
 
 }  // namespace kelvo::host

@@ -35,13 +35,15 @@ class WorkerProcess {
   void kill();
 
   // Waits for its end, which the closing of its channel has told or is about to bring about, and
-  // says in a clause how it came: "the worker process crashed (signal 11)".
+  // says in a clause how it came: "the worker process crashed (signal 11)". One that was killed and
+  // still does not end, as it waits for a disk or a server that gives no answer, is left behind.
   std::string reap();
 
  private:
   WorkerProcess(pid_t id, Channel channel) : id_(id), channel_(std::move(channel)) {}
 
   pid_t id_ = -1;
+  bool killed_ = false;
   Channel channel_;
 };
 

@@ -36,6 +36,9 @@ struct FileOutcome {
 struct RunOptions {
   ReplaceOptions replace;
   std::function<void(const FileOutcome&)> onFile;  // may be empty
+  // Called often: a frame of so many pixels has been begun, or rows of it have been read. From any
+  // thread. May be empty.
+  std::function<void(std::uint64_t framePixels)> onProgress;
 };
 
 // The base of every action's principal class. The host creates it, gives it its parameters, sends

@@ -117,6 +117,15 @@ TEST_F(ConsoleTest, RemembersWhatIsWrongWithItsOutput) {
 TEST(Printable, ReplacesControlCharactersOnly) {
   EXPECT_EQ(printable("a\tb\nc\x1b[0m\x7F"), "a?b?c?[0m?");
   EXPECT_EQ(printable("\xC3\xA4 \xFF"), "\xC3\xA4 \xFF");
+  EXPECT_EQ(printable("\xC2\x9B"
+                      "31m \x9B"
+                      "31m"),
+            "?31m ?31m");  // the same command, twice
+  EXPECT_EQ(printable("a\xE2\x80\xAE"
+                      "b \xE2\x81\xA6"),
+            "a?b ?");
+  EXPECT_EQ(printable("\xE2\x82\xAC \xF0\x9F\x98\x80"), "\xE2\x82\xAC \xF0\x9F\x98\x80");
+  EXPECT_EQ(printable("cut \xE2\x82"), "cut \xE2?");
 }
 
 }  // namespace

@@ -47,6 +47,7 @@ std::vector<Message> examples() {
           LogMessage{"Error: Cann't finalize", "path", "detail"},
           done,
           DoneMessage{},
+          ProgressMessage{std::uint64_t{1} << 40U},
           PictureRequestMessage{"a\377b", 640},
           picture,
           noPicture};

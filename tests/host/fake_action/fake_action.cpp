@@ -28,7 +28,10 @@
 //   crash, exit    ends the process
 //   attack         tries what no adjustment has any need of, and appends what it could do
 //   wait           makes FILE.begun, waits for FILE.go, then does as for ok
-// The parameter "opening" tells it to crash or exit when it is opened.
+//   hang           makes FILE.begun, and nothing more for ever
+//   slow           takes three seconds, and says all the time that it gets on
+//   large          says that its frame is large, and then nothing for three seconds
+// The parameter "opening" tells it to crash, exit or hang when it is opened.
 namespace kelvo {
 namespace {
 
@@ -53,6 +56,7 @@ class FakeAction final : public AMBundleAction {
     const std::string opening = parameters().stringValue("opening");
     if (opening == "crash") crash();
     if (opening == "exit") std::exit(7);
+    while (opening == "hang") std::this_thread::sleep_for(std::chrono::seconds(1));
     if (opening == "log") NSLog("Warning: opened");
     ++opened_;
   }
@@ -94,6 +98,9 @@ class FakeAction final : public AMBundleAction {
     if (command == "exit") ::_exit(9);
     if (command == "print") std::puts("text of some library");
     if (command == "wait") wait(path);
+    if (command == "hang") hang(path);
+    if (command == "slow") work(30, 1);
+    if (command == "large") work(1, 1'000'000);
     if (command == "warn") {
       NSLog("Warning: of the log", "why");
       outcome.warnings.emplace_back("of the outcome");
@@ -141,6 +148,19 @@ class FakeAction final : public AMBundleAction {
     if (started) ::waitpid(spawned, nullptr, 0);
     note("spawn", started);
     return done;
+  }
+
+  static void hang(const std::string& path) {
+    std::ofstream(path + ".begun") << "";
+    while (true) std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+
+  // Three seconds of work, in parts.
+  void work(int parts, std::uint64_t pixels) {
+    for (int part = 0; part < parts; ++part) {
+      if (runOptions().onProgress) runOptions().onProgress(pixels);
+      std::this_thread::sleep_for(std::chrono::milliseconds(3000 / parts));
+    }
   }
 
   static void wait(const std::string& path) {
