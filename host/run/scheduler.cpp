@@ -139,7 +139,8 @@ std::optional<std::size_t> Scheduler::nextFor(Slot& slot) {
 }
 
 void Scheduler::startWorker(Slot& slot) {
-  auto worker = WorkerProcess::start(setup_);
+  const bool replaced = std::exchange(slot.manned, true);
+  auto worker = WorkerProcess::start(setup_, replaced ? WorkerKind::fresh : WorkerKind::quick);
   if (!worker) {
     breakSlot(slot, worker.error().message);
     return;

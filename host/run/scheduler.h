@@ -58,6 +58,7 @@ class Scheduler {
 
   struct Slot {
     std::optional<WorkerProcess> worker;
+    bool manned = false;                 // has had a worker before
     bool ready = false;                  // the worker's action is open
     bool broken = false;                 // no worker can be had here
     std::optional<std::string> failure;  // why its worker could not open the action

@@ -104,7 +104,7 @@ std::optional<host::PictureMessage> PictureLoader::ask(const host::PictureReques
                                                        std::string& failure) {
   if (!worker_ || !worker_->channel().send(request)) {
     worker_.reset();
-    auto started = host::WorkerProcess::start(request);
+    auto started = host::WorkerProcess::start(request, host::WorkerKind::fresh);
     if (!started) {
       failure = started.error().message;
       return std::nullopt;

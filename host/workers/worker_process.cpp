@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -14,58 +13,12 @@
 #include <thread>
 #include <utility>
 
-extern char** environ;
-
 namespace kelvo::host {
 namespace {
 
 Error systemError(const char* what, int code) {
   return {std::string(what) + ": " + std::generic_category().message(code)};
 }
-
-class SpawnPlan {
- public:
-  SpawnPlan() {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawnattr_init(&attributes_);
-  }
-  ~SpawnPlan() {
-    posix_spawnattr_destroy(&attributes_);
-    posix_spawn_file_actions_destroy(&actions_);
-  }
-  SpawnPlan(const SpawnPlan&) = delete;
-  SpawnPlan& operator=(const SpawnPlan&) = delete;
-
-  // Whatever libraries print does not get into the host's result. Standard error stays.
-  bool prepare(int socket) {
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    // The host decides when a worker stops; one Ctrl-C reaches the whole process group.
-    for (const int signal : {SIGINT, SIGHUP, SIGTERM, SIGQUIT}) {
-      sigaddset(&blocked, signal);
-    }
-    return posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0) ==
-               0 &&
-           posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0) ==
-               0 &&
-           posix_spawn_file_actions_adddup2(&actions_, socket, kWorkerSocket) == 0 &&
-           posix_spawnattr_setsigmask(&attributes_, &blocked) == 0 &&
-           posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK) == 0;
-  }
-
-  int run(pid_t& id) const {
-    std::string program = "kelvo";
-    std::string role = kWorkerArgument;
-    std::string host = std::to_string(::getpid());
-    const std::array<char*, 4> arguments = {program.data(), role.data(), host.data(), nullptr};
-    // The running program itself, even if its file has been replaced meanwhile.
-    return posix_spawn(&id, "/proc/self/exe", &actions_, &attributes_, arguments.data(), environ);
-  }
-
- private:
-  posix_spawn_file_actions_t actions_{};
-  posix_spawnattr_t attributes_{};
-};
 
 // After the signal that none can refuse; what it is in the middle of may have to be finished.
 constexpr std::chrono::seconds kDeathTakes{10};
@@ -107,7 +60,7 @@ std::string describeEnd(int status) {
 
 }  // namespace
 
-Result<WorkerProcess> WorkerProcess::start(const Message& first) {
+Result<WorkerProcess> WorkerProcess::start(const Message& first, WorkerKind kind) {
   std::array<int, 2> ends{};
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
     return systemError("no worker process can be started", errno);
@@ -118,12 +71,11 @@ Result<WorkerProcess> WorkerProcess::start(const Message& first) {
   if (theirs.number() == kWorkerSocket) {
     theirs = Descriptor(::fcntl(kWorkerSocket, F_DUPFD_CLOEXEC, kWorkerSocket + 1));
   }
-  SpawnPlan plan;
   pid_t id = -1;
-  if (!theirs || !plan.prepare(theirs.number())) {
-    return systemError("no worker process can be started", ENOMEM);
+  if (!theirs) {
+    return systemError("no worker process can be started", EMFILE);
   }
-  if (const int failed = plan.run(id); failed != 0) {
+  if (const int failed = startWorker(theirs.number(), kind, id); failed != 0) {
     return systemError("no worker process can be started", failed);
   }
   WorkerProcess worker(id, Channel(std::move(mine)));

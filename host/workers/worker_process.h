@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/workers/channel.h"
+#include "host/workers/worker_start.h"
 #include "platform/foundation/result.h"
 
 namespace kelvo::host {
@@ -20,7 +21,7 @@ class WorkerProcess {
   // Starts one, and tells it what it is for: a setup, or the first request for a picture. It does
   // not outlive the thread that starts it either. Errors: no more processes or descriptors can be
   // had.
-  static Result<WorkerProcess> start(const Message& first);
+  static Result<WorkerProcess> start(const Message& first, WorkerKind kind);
 
   WorkerProcess(WorkerProcess&& other) noexcept;
   WorkerProcess& operator=(WorkerProcess&& other) noexcept;

@@ -123,6 +123,11 @@ class Lexer {
   void advance(std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) advance();
   }
+  // Past what has no line break in it.
+  void advanceWithin(std::size_t count) {
+    index_ += count;
+    position_.column += static_cast<decltype(position_.column)>(count);
+  }
 
   // False at the end of the text.
   bool skipBlanks() {
@@ -156,7 +161,7 @@ class Lexer {
 
   Token take(TokenKind kind, std::size_t length) {
     const Token token{kind, text_.substr(index_, length), position_, 0, 0};
-    advance(length);
+    advanceWithin(length);
     return token;
   }
 
@@ -166,7 +171,7 @@ class Lexer {
     if (isDigit(c) || (c == '.' && isDigit(at(1)))) return readNumber();
     const std::string_view rest = text_.substr(index_);
     for (const auto& [spelling, kind] : kPunctuation) {
-      if (rest.starts_with(spelling)) return take(kind, spelling.size());
+      if (spelling.front() == c && rest.starts_with(spelling)) return take(kind, spelling.size());
     }
     diagnostics_.report(position_, "unexpected character " + quote(text_.substr(index_, 1)));
     // One report for a run of bytes that belong to one character of another alphabet.
@@ -179,8 +184,11 @@ class Lexer {
     std::size_t length = 1;
     while (isWordPart(at(length))) ++length;
     const std::string_view word = text_.substr(index_, length);
+    const char c = word.front();
     const auto* const known = std::find_if(
-        kWords.begin(), kWords.end(), [&](const Spelling& entry) { return entry.first == word; });
+        kWords.begin(), kWords.end(), [&](const Spelling& entry) {
+          return entry.first.front() == c && entry.first == word;
+        });
     return take(known == kWords.end() ? TokenKind::identifier : known->second, length);
   }
 

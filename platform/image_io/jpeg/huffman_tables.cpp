@@ -1,7 +1,9 @@
 #include "platform/image_io/jpeg/huffman_tables.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace kelvo::jpeg {
@@ -28,26 +30,32 @@ std::vector<std::uint8_t> neededSymbols(HuffmanKind kind) {
 
 // Lengths of an optimal prefix code by merging the two rarest trees, again and again.
 std::vector<std::size_t> codeLengths(const std::vector<std::uint64_t>& frequencies) {
+  // A tree's leaves are a chain: each knows the next one, the tree the first and the last.
   struct Tree {
     std::uint64_t frequency;
-    std::vector<std::size_t> leaves;
+    std::size_t first;
+    std::size_t last;
   };
+  constexpr std::size_t kEnd = std::numeric_limits<std::size_t>::max();
+  std::vector<std::size_t> next(frequencies.size(), kEnd);
   std::vector<Tree> trees;
-  for (std::size_t i = 0; i < frequencies.size(); ++i) trees.push_back({frequencies[i], {i}});
+  trees.reserve(frequencies.size());
+  for (std::size_t i = 0; i < frequencies.size(); ++i) trees.push_back({frequencies[i], i, i});
   std::vector<std::size_t> lengths(frequencies.size(), 0);
   const auto rarer = [](const Tree& a, const Tree& b) {
-    return a.frequency != b.frequency ? a.frequency > b.frequency : a.leaves > b.leaves;
+    return a.frequency != b.frequency ? a.frequency > b.frequency : a.first > b.first;
   };
   std::make_heap(trees.begin(), trees.end(), rarer);
   while (trees.size() > 1) {
     std::pop_heap(trees.begin(), trees.end(), rarer);
-    Tree first = std::move(trees.back());
+    const Tree first = trees.back();
     trees.pop_back();
     std::pop_heap(trees.begin(), trees.end(), rarer);
     Tree& second = trees.back();
     second.frequency += first.frequency;
-    second.leaves.insert(second.leaves.end(), first.leaves.begin(), first.leaves.end());
-    for (const std::size_t leaf : second.leaves) ++lengths[leaf];
+    next[second.last] = first.first;
+    second.last = first.last;
+    for (std::size_t leaf = second.first; leaf != kEnd; leaf = next[leaf]) ++lengths[leaf];
     std::push_heap(trees.begin(), trees.end(), rarer);
   }
   return lengths;
@@ -72,9 +80,10 @@ void limitLengths(std::vector<std::size_t>& counts) {
 
 HuffmanTable completeTable(const HuffmanTable& table, HuffmanKind kind) {
   const std::vector<std::uint8_t> needed = neededSymbols(kind);
-  const bool complete = std::all_of(needed.begin(), needed.end(), [&](std::uint8_t symbol) {
-    return std::find(table.symbols.begin(), table.symbols.end(), symbol) != table.symbols.end();
-  });
+  std::bitset<256> present;
+  for (const std::uint8_t symbol : table.symbols) present.set(symbol);
+  const bool complete = std::all_of(needed.begin(), needed.end(),
+                                    [&](std::uint8_t symbol) { return present.test(symbol); });
   if (complete) return table;
 
   // A code of n bits was worth giving to a symbol that occurs about once in 2^n.
