@@ -4,7 +4,10 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/image_io/exif_thumbnail.h"
 #include "platform/image_io/jpeg/jpeg_metadata.h"
+#include "platform/image_io/tiff/directory.h"
+#include "platform/image_io/tiff/tags.h"
 
 namespace kelvo::jpeg {
 namespace {
@@ -16,116 +19,120 @@ constexpr std::string_view kJfif = "JFIF\0"sv;
 constexpr std::string_view kJfxx = "JFXX\0"sv;
 constexpr std::string_view kResources = "Photoshop 3.0\0"sv;
 
-constexpr std::uint32_t kCompression = 0x0103;
-constexpr std::uint32_t kStripOffsets = 0x0111;
-constexpr std::uint32_t kStripByteCounts = 0x0117;
-constexpr std::uint32_t kThumbnailOffset = 0x0201;
-constexpr std::uint32_t kThumbnailLength = 0x0202;
-
-// The TIFF structure inside an EXIF segment. Every position is from the start of the payload.
+// The TIFF structure inside an EXIF segment, read as far as it makes sense. Positions are from the
+// start of the payload.
 class ExifReader {
  public:
+  // Anything that does not say otherwise is big-endian: a reader that is less strict about the
+  // header than this would show the old thumbnail.
   explicit ExifReader(std::span<const std::byte> payload)
-      : payload_(payload),
-        littleEndian_(payload.size() > kExif.size() && payload[kExif.size()] == std::byte{'I'}) {}
+      : view_{
+            payload.subspan(kExif.size()),
+            {.bigEndian = payload.size() <= kExif.size() || payload[kExif.size()] != std::byte{'I'},
+             .big = false}} {}
 
-  [[nodiscard]] bool littleEndian() const { return littleEndian_; }
-  [[nodiscard]] std::uint32_t number(std::size_t at, std::size_t bytes) const {
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < bytes; ++i) {
-      const std::size_t from = littleEndian_ ? at + bytes - 1 - i : at + i;
-      value = value << 8 | std::to_integer<std::uint32_t>(payload_[from]);
-    }
-    return value;
+  [[nodiscard]] bool bigEndian() const { return view_.format.bigEndian; }
+  [[nodiscard]] bool contains(std::size_t at, std::uint64_t bytes) const {
+    return at >= kExif.size() && view_.holds(at - kExif.size(), bytes);
   }
   // Offsets in the structure count from its byte-order mark.
-  [[nodiscard]] std::size_t position(std::uint32_t offset) const { return kExif.size() + offset; }
-  [[nodiscard]] bool contains(std::size_t at, std::size_t bytes) const {
-    return at <= payload_.size() && bytes <= payload_.size() - at;
+  [[nodiscard]] static std::size_t position(std::uint64_t offset) {
+    return kExif.size() + static_cast<std::size_t>(offset);
   }
-  // The position of the field that points to the directory after the one at `directory`.
-  [[nodiscard]] std::optional<std::size_t> nextDirectoryField(std::size_t directory) const {
-    if (!contains(directory, 2)) return std::nullopt;
-    const std::size_t field = directory + 2 + std::size_t{12} * number(directory, 2);
-    if (!contains(field, 4)) return std::nullopt;
-    return field;
+  [[nodiscard]] std::uint32_t firstDirectory() const {
+    return static_cast<std::uint32_t>(view_.offset(view_.format.firstOffsetPosition()));
   }
+
+  struct Directory {
+    tiff::Directory read;
+    std::size_t nextField = 0;  // where the offset of the one after it stands
+  };
+  // None if it does not lie within the payload with the offset at its end.
+  [[nodiscard]] std::optional<Directory> directory(std::uint32_t offset) const {
+    Directory result{.read = tiff::readDirectory(view_, offset).directory};
+    const std::uint64_t end = offset + result.read.tableBytes;
+    if (result.read.tableBytes == 0 || end > view_.bytes.size()) return std::nullopt;
+    result.nextField = position(end - 4);
+    return result;
+  }
+
   // The position of an entry's value field, and the number in it.
   struct Value {
     std::size_t field;
     std::uint32_t number;
-    std::uint32_t type;
+    std::uint16_t type;
   };
-  [[nodiscard]] std::optional<Value> find(std::size_t directory, std::uint32_t tag) const {
-    const std::uint32_t entries = number(directory, 2);
-    for (std::uint32_t i = 0; i < entries; ++i) {
-      const std::size_t entry = directory + 2 + std::size_t{12} * i;
-      if (number(entry, 2) != tag) continue;
-      constexpr std::uint32_t kShort = 3;
-      const std::uint32_t type = number(entry + 2, 2);
-      return Value{entry + 8, number(entry + 8, type == kShort ? 2 : 4), type};
-    }
-    return std::nullopt;
+  [[nodiscard]] std::optional<Value> find(const Directory& directory, std::uint16_t tag) const {
+    const tiff::Entry* const entry = directory.read.find(tag);
+    if (entry == nullptr) return std::nullopt;
+    const std::uint64_t field = entry->position + 8;
+    const std::uint64_t number = view_.integer(field, entry->type == tiff::kShort ? 2 : 4);
+    return Value{position(field), static_cast<std::uint32_t>(number), entry->type};
   }
 
  private:
-  std::span<const std::byte> payload_;
-  bool littleEndian_;
+  tiff::View view_;
 };
 
 void blank(std::vector<std::byte>& bytes, std::size_t at, std::size_t count) {
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), count, std::byte{0});
 }
 
-std::optional<ExifThumbnail> removeExifThumbnail(PreparedSegment& segment) {
-  const ExifReader exif(segment.original);
-  if (!exif.contains(kExif.size(), 8)) return std::nullopt;
-  const std::size_t primary = exif.position(exif.number(exif.position(4), 4));
-  const auto pointer = exif.nextDirectoryField(primary);
-  if (!pointer) return std::nullopt;
-  const std::uint32_t offset = exif.number(*pointer, 4);
-  const std::size_t directory = exif.position(offset);
-  const auto directoryEnd = exif.nextDirectoryField(directory);
-  if (offset == 0 || !directoryEnd) return std::nullopt;
-
-  const auto data = exif.find(directory, kThumbnailOffset);
-  const auto length = exif.find(directory, kThumbnailLength);
-  const auto strips = exif.find(directory, kStripOffsets);
-  const auto stripBytes = exif.find(directory, kStripByteCounts);
-  if (!data && !strips) return std::nullopt;
-
-  segment.edited.assign(segment.original.begin(), segment.original.end());
-  blank(segment.edited, *pointer, 4);
-  if (!data && stripBytes && exif.contains(exif.position(strips->number), stripBytes->number)) {
-    // Several strips have their positions elsewhere; then the count of one of them is not its
-    // size either, and unlinking has to do.
-    blank(segment.edited, exif.position(strips->number), stripBytes->number);
-  }
-  if (!data || !length) return std::nullopt;
-  const std::size_t at = exif.position(data->number);
-  constexpr std::uint32_t kLong = 4;
+// A thumbnail that can be painted again: a JPEG stream in a place of its own.
+std::optional<ExifThumbnail> paintableThumbnail(std::span<const std::byte> payload,
+                                                const ExifReader& exif,
+                                                const ExifReader::Directory& primary,
+                                                const ExifReader::Directory& directory) {
+  const auto data = exif.find(directory, tiff::kJpegInterchangeFormat);
+  const auto length = exif.find(directory, tiff::kJpegInterchangeFormatLength);
+  const auto compression = exif.find(directory, tiff::kCompression);
+  if (!data || !length || length->type != tiff::kLong) return std::nullopt;
+  if (compression && compression->number != tiff::kOldJpeg) return std::nullopt;
+  const std::size_t at = ExifReader::position(data->number);
   // After the directory that describes it: a place that overlaps anything else is not one.
-  if (!exif.contains(at, length->number) || at < *directoryEnd + 4 || length->number < 4) {
+  if (!exif.contains(at, length->number) || at < directory.nextField + 4 || length->number < 4) {
     return std::nullopt;
   }
-  const auto old = segment.original.subspan(at, length->number);
+  const auto old = payload.subspan(at, length->number);
   if (old[0] != std::byte{0xFF} || old[1] != std::byte{0xD8}) return std::nullopt;
-  blank(segment.edited, at, length->number);
+  constexpr std::uint32_t kLongestSide = 1024;
   const Structure picture = readStructure(old, Extent::toFirstScan);
-  const bool paintable =
-      picture.width > 0 && picture.height > 0 && picture.width <= 1024 && picture.height <= 1024 &&
-      length->type == kLong &&
-      exif.find(directory, kCompression).value_or(ExifReader::Value{0, 6, 0}).number == 6;
-  if (!paintable) return std::nullopt;
+  if (picture.width == 0 || picture.height == 0 || picture.width > kLongestSide ||
+      picture.height > kLongestSide) {
+    return std::nullopt;
+  }
   return ExifThumbnail{.segment = 0,
                        .data = at,
                        .capacity = length->number,
                        .lengthField = length->field,
-                       .directoryPointer = *pointer,
-                       .directoryOffset = offset,
-                       .littleEndian = exif.littleEndian(),
+                       .directoryPointer = primary.nextField,
+                       .directoryOffset = static_cast<std::uint32_t>(primary.read.next),
+                       .bigEndian = exif.bigEndian(),
                        .width = picture.width,
                        .height = picture.height};
+}
+
+// Gives back the one that can be painted again. Of any other nothing is left.
+std::optional<ExifThumbnail> removeExifThumbnail(PreparedSegment& segment) {
+  const ExifReader exif(segment.original);
+  const auto primary = exif.directory(exif.firstDirectory());
+  if (!primary || primary->read.next == 0) return std::nullopt;
+  const auto directory = exif.directory(static_cast<std::uint32_t>(primary->read.next));
+  if (!directory || (directory->read.find(tiff::kJpegInterchangeFormat) == nullptr &&
+                     directory->read.find(tiff::kStripOffsets) == nullptr)) {
+    return std::nullopt;
+  }
+  const auto thumbnail = paintableThumbnail(segment.original, exif, *primary, *directory);
+  if (!thumbnail) {
+    if (auto without = withoutExifThumbnail(segment.original)) {
+      segment.edited = *std::move(without);
+      return std::nullopt;
+    }
+  }
+  segment.edited.assign(segment.original.begin(), segment.original.end());
+  blank(segment.edited, primary->nextField, 4);
+  if (thumbnail) blank(segment.edited, thumbnail->data, thumbnail->capacity);
+  return thumbnail;
 }
 
 // "JFIF", version, density unit, densities, then the thumbnail's width and height and its pixels.
@@ -203,9 +210,7 @@ std::vector<PreparedSegment> resourceSegments(std::span<const std::byte> stream)
 
 std::array<std::byte, 4> ExifThumbnail::encode(std::uint32_t value) const {
   std::array<std::byte, 4> bytes = {};
-  for (std::size_t i = 0; i < 4; ++i) {
-    bytes[littleEndian ? i : 3 - i] = static_cast<std::byte>(value >> (8 * i) & 0xFF);
-  }
+  tiff::storeInteger(bytes, value, bytes.size(), bigEndian);
   return bytes;
 }
 

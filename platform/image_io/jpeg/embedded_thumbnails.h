@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -29,7 +30,7 @@ struct ExifThumbnail {
   std::size_t lengthField = 0;        // 4 bytes: how much of the capacity is used
   std::size_t directoryPointer = 0;   // 4 bytes: the offset of the thumbnail's directory
   std::uint32_t directoryOffset = 0;  // its value in the old file
-  bool littleEndian = false;
+  bool bigEndian = false;
   std::uint32_t width = 0;
   std::uint32_t height = 0;
 

@@ -157,6 +157,23 @@ TEST_F(JpegThumbnail, ThumbnailsOfImageResourcesAreLeftOutAndTheOthersKept) {
   EXPECT_EQ(kept[1], segments[1]);
 }
 
+TEST_F(JpegThumbnail, AThumbnailThatIsNoJpegStreamLeavesNothingBehind) {
+  make(64, 48, "30x20!");
+  const std::string plain = readFile(file_);
+  // A first directory with an artist, and one of a picture in two strips of three pixels.
+  const std::string head("Exif\0\0II*\0\10\0\0\0\1\0\x3B\1\2\0\4\0\0\0who\0", 28);
+  const std::string link("\x1A\0\0\0", 4);
+  const std::string strips("\2\0\x11\1\4\0\2\0\0\0\x38\0\0\0\x17\1\4\0\2\0\0\0\x40\0\0\0\0\0\0\0",
+                           30);
+  const std::string places("\x48\0\0\0\x51\0\0\0\x09\0\0\0\x09\0\0\0", 16);
+  const std::string pixels = "old coloursof before";
+  writeFile(file_, withSegment(plain, 0xE1, head + link + strips + places + pixels));
+  ASSERT_TRUE(rewrite(file_, Adjustment::invert));
+  // What lies behind the strips belongs to nobody and stays.
+  EXPECT_EQ(rawSegments(readFile(file_))[0],
+            (RawSegment{0xE1, head + std::string(4 + 30 + 16 + 18, '\0') + "re"}));
+}
+
 TEST_F(JpegThumbnail, AnExifSegmentThatMakesNoSenseIsKeptAsItIs) {
   make(64, 48, "30x20!");
   const std::string plain = readFile(file_);
