@@ -57,13 +57,13 @@ class TiffWriter final : public PlainWriter {
   Result<void> writeStrips(const CGImage& image) {
     auto rows = PlainRows::open(image, image.layout, "TIFF");
     if (!rows) return std::move(rows).error();
-    auto encoder = tiff::makeStrileEncoder({.bigEndian = tree_.bigEndian}, picture_);
-    if (!encoder) return std::move(encoder).error();
+    const auto encoder = tiff::makePackedStrileEncoder({.bigEndian = tree_.bigEndian}, picture_);
+    if (!encoder) return Error{"a TIFF file cannot hold such samples"};
     return forEachStrip(
         *rows, image.height, picture_.strileHeight,
         [&](std::span<std::byte> samples, std::uint32_t count) -> Result<void> {
           auto encoded =
-              (*encoder)->encode(static_cast<std::uint32_t>(offsets_.size()), count, samples);
+              encoder->encode(static_cast<std::uint32_t>(offsets_.size()), count, samples);
           if (!encoded) return std::move(encoded).error();
           offsets_.push_back(file_->position());
           lengths_.push_back(encoded->size());

@@ -5,38 +5,50 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <memory>
+#include <cmath>
+#include <cstdint>
 
+#include "platform/image_io/png/huffman_block.h"
 #include "platform/image_io/tiff/tags.h"
 
 namespace kelvo::tiff {
 namespace {
 
-struct DecompressorCloser {
-  void operator()(libdeflate_decompressor* decompressor) const {
-    libdeflate_free_decompressor(decompressor);
-  }
-};
+constexpr int kQuick = 1;  // levels of libdeflate
+constexpr int kThorough = 6;
+constexpr std::size_t kSampleBytes = std::size_t{8} << 10;
+constexpr std::size_t kSamplePieceBytes = std::size_t{1} << 10;
+// Codes are made anew for each piece of this size, as what is common changes down a picture.
+constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
 
-void swapWords(std::span<std::byte> samples) {
-  for (std::size_t i = 0; i + 1 < samples.size(); i += 2) std::swap(samples[i], samples[i + 1]);
+// Bytes that the sample takes if each byte is coded by itself.
+double codedAlone(std::span<const std::byte> sample) {
+  std::array<std::uint32_t, 256> counts{};
+  for (const std::byte byte : sample) ++counts[std::to_integer<std::size_t>(byte)];
+  double bits = 0;
+  const auto total = static_cast<double>(sample.size());
+  for (const std::uint32_t n : counts) {
+    if (n != 0) bits -= n * std::log2(n / total);
+  }
+  return bits / 8;
 }
 
-// Each sample is stored as its difference from that of the pixel to the left.
-void addUp8(std::span<std::byte> row, std::size_t samples) {
-  for (std::size_t i = samples; i < row.size(); ++i) {
-    row[i] = static_cast<std::byte>(std::to_integer<unsigned>(row[i]) +
-                                    std::to_integer<unsigned>(row[i - samples]));
+// A zlib stream (RFC 1950) in which every byte is coded by itself.
+void deflateAlone(std::span<const std::byte> bytes, std::vector<std::byte>& strile) {
+  std::vector<std::uint8_t> packed = {0x78, 0x01};  // a window of 32 KiB, the fastest algorithm
+  packed.reserve(bytes.size());
+  const std::span all(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  for (std::size_t at = 0; at < all.size(); at += kBlockBytes) {
+    appendHuffmanBlock(all.subspan(at, std::min(kBlockBytes, all.size() - at)), packed);
   }
-}
-
-void addUp16(std::span<std::byte> row, std::size_t samples) {
-  // Rows come from allocated memory and have an even length.
-  auto* const words = reinterpret_cast<std::uint16_t*>(row.data());
-  for (std::size_t i = samples; i < row.size() / 2; ++i) {
-    words[i] = static_cast<std::uint16_t>(words[i] + words[i - samples]);
+  constexpr std::array<std::uint8_t, 5> kLastBlock = {0x01, 0x00, 0x00, 0xff, 0xff};  // of no bytes
+  packed.insert(packed.end(), kLastBlock.begin(), kLastBlock.end());
+  const std::uint32_t checksum = libdeflate_adler32(1, bytes.data(), bytes.size());
+  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+    packed.push_back(static_cast<std::uint8_t>(checksum >> shift));
   }
+  const auto* const first = reinterpret_cast<const std::byte*>(packed.data());
+  strile.assign(first, first + packed.size());
 }
 
 }  // namespace
@@ -69,29 +81,67 @@ Result<void> checkDeflated(std::span<const std::byte> strile) {
   return Error{"a strip or tile is damaged: its deflate stream or checksum is wrong"};
 }
 
-bool inflateStrile(std::span<const std::byte> strile, const Format& format, const Picture& picture,
-                   std::span<std::byte> samples) {
-  const bool words = picture.bits == 16;
-  if (picture.predictor != 1 && picture.bits != 8 && !words) return false;
-  const std::unique_ptr<libdeflate_decompressor, DecompressorCloser> decompressor(
-      libdeflate_alloc_decompressor());
-  if (!decompressor ||
-      libdeflate_zlib_decompress(decompressor.get(), strile.data(), strile.size(), samples.data(),
-                                 samples.size(), nullptr) != LIBDEFLATE_SUCCESS) {
-    return false;
+void Inflater::Closer::operator()(libdeflate_decompressor* decompressor) const {
+  libdeflate_free_decompressor(decompressor);
+}
+
+Inflater::Inflater() : decompressor_(libdeflate_alloc_decompressor()) {}
+
+bool Inflater::inflate(std::span<const std::byte> strile, std::span<std::byte> bytes) const {
+  return decompressor_ &&
+         libdeflate_zlib_decompress(decompressor_.get(), strile.data(), strile.size(), bytes.data(),
+                                    bytes.size(), nullptr) == LIBDEFLATE_SUCCESS;
+}
+
+void Deflater::Closer::operator()(libdeflate_compressor* compressor) const {
+  libdeflate_free_compressor(compressor);
+}
+
+bool Deflater::deflateAt(Compressor& compressor, int level, std::span<const std::byte> bytes,
+                         std::vector<std::byte>& strile) const {
+  if (!compressor) compressor.reset(libdeflate_alloc_compressor(level));
+  if (!compressor) return false;
+  strile.resize(libdeflate_zlib_compress_bound(compressor.get(), bytes.size()));
+  strile.resize(libdeflate_zlib_compress(compressor.get(), bytes.data(), bytes.size(),
+                                         strile.data(), strile.size()));
+  return !strile.empty();
+}
+
+// Pieces of some rows from the middle, one below the other, so that repeats in either direction
+// show.
+void Deflater::takeSample(std::span<const std::byte> bytes) {
+  sample_.clear();
+  const std::size_t rows = bytes.size() / rowBytes_;
+  const std::size_t piece = std::min(rowBytes_, kSamplePieceBytes);
+  const std::size_t taken = std::min(rows, kSampleBytes / piece);
+  std::size_t at = (rows - taken) / 2 * rowBytes_ + (rowBytes_ - piece) / 2;
+  for (std::size_t i = 0; i < taken; ++i, at += rowBytes_) {
+    const auto part = bytes.subspan(at, piece);
+    sample_.insert(sample_.end(), part.begin(), part.end());
   }
-  constexpr bool kBigEndianMachine = std::endian::native == std::endian::big;
-  if (words && format.bigEndian != kBigEndianMachine) swapWords(samples);
-  if (picture.predictor == 1) return true;
-  const auto rowBytes = static_cast<std::size_t>(picture.planeBytes(picture.strileWidth));
-  for (; !samples.empty(); samples = samples.subspan(rowBytes)) {
-    if (words) {
-      addUp16(samples.first(rowBytes), picture.planeSamples());
-    } else {
-      addUp8(samples.first(rowBytes), picture.planeSamples());
-    }
+}
+
+// Photographs, after prediction, are noise in which nothing comes again: to look for repeats takes
+// several times as long and gains nothing. A part of the bytes tells whether they are like that.
+Result<void> Deflater::deflate(std::span<const std::byte> bytes, std::vector<std::byte>& strile) {
+  takeSample(bytes);
+  if (!deflateAt(quick_, kQuick, sample_, packedSample_)) {
+    return Error{"no memory to compress a strip"};
   }
-  return true;
+  const double alone = codedAlone(sample_);
+  constexpr double kNothingGained = 0.99;
+  constexpr double kLittleGained = 0.9;
+  const auto repeated = static_cast<double>(packedSample_.size());
+  if (repeated > kNothingGained * alone) {
+    deflateAlone(bytes, strile);
+    return {};
+  }
+  const bool quick = repeated > kLittleGained * alone;
+  if (quick ? deflateAt(quick_, kQuick, bytes, strile)
+            : deflateAt(thorough_, kThorough, bytes, strile)) {
+    return {};
+  }
+  return Error{"no memory to compress a strip"};
 }
 
 }  // namespace kelvo::tiff

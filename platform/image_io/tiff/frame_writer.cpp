@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,6 +14,7 @@
 #include "platform/image_io/tiff/output_rows.h"
 #include "platform/image_io/tiff/sample_rows.h"
 #include "platform/image_io/tiff/strile_encoder.h"
+#include "platform/image_io/tiff/strile_reader.h"
 #include "platform/image_io/tiff/tags.h"
 
 namespace kelvo::tiff {
@@ -21,11 +24,12 @@ namespace {
 class FrameWriter {
  public:
   FrameWriter(const CGImage& image, std::shared_ptr<const TiffFile> file, std::size_t frame,
-              FileRewriter& rewriter)
+              FileRewriter& rewriter, JobPool& jobs)
       : image_(image),
         file_(std::move(file)),
         frame_(frame),
         rewriter_(rewriter),
+        jobs_(jobs),
         stored_(*file_->picture(frame)) {
     stored_.bits = image.layout.type == SampleType::u16 ? 16 : 8;
     rowBytes_ = std::size_t{stored_.width} * stored_.samples * (stored_.bits / 8);
@@ -44,56 +48,104 @@ class FrameWriter {
                      " bytes of memory allowed (--max-memory)"};
       }
     }
-    auto encoder = jpeg ? makeJpegStrileEncoder(file_, frame_)
-                        : makeStrileEncoder(file_->view().format, stored_);
-    if (!encoder) return std::move(encoder).error();
-    return writeBands(**encoder);
+    const std::uint64_t strileBytes = stored_.planeBytes(stored_.strileWidth) * stored_.rowsAt(0);
+    const std::size_t count = strilesAtOnce(jobs_, strileBytes, file_->limits());
+    for (std::size_t i = 0; i < count; ++i) {
+      auto encoder = jpeg ? makeJpegStrileEncoder(file_, frame_)
+                          : makeStrileEncoder(file_->view().format, stored_);
+      if (!encoder) return std::move(encoder).error();
+      slots_.emplace_back(*std::move(encoder), jobs_);
+    }
+    return writeBands();
   }
 
  private:
-  Result<void> writeBands(StrileEncoder& encoder) {
+  // A strip or tile on its way into the file.
+  struct Slot {
+    Slot(std::unique_ptr<StrileEncoder> itsEncoder, JobPool& jobs)
+        : encoder(std::move(itsEncoder)), job(jobs) {}
+    std::unique_ptr<StrileEncoder> encoder;
+    std::uint32_t index = 0;
+    std::vector<std::byte> samples;
+    Result<std::span<const std::byte>> encoded = std::span<const std::byte>();
+    bool busy = false;
+    Job job;  // last: its end waits for what uses the others
+  };
+
+  Result<void> writeBands() {
     auto rows = OutputRows::open(image_, file_, frame_, stored_);
     if (!rows) return std::move(rows).error();
     std::vector<std::byte> band;
     for (std::uint32_t top = 0; top < stored_.height;) {
       const std::uint32_t height = std::min(stored_.strileHeight, stored_.height - top);
-      band.resize(height * rowBytes_);
-      if (auto read = (*rows)->read(band); !read) return read;
-      if (auto written = writeBand(encoder, top, band); !written) return written;
+      if (!stored_.tiled && !stored_.separate) {
+        auto slot = takeSlot(top / stored_.strileHeight);
+        if (!slot) return std::move(slot).error();
+        (*slot)->samples.resize(height * rowBytes_);
+        if (auto read = (*rows)->read((*slot)->samples); !read) return read;
+        start(**slot, height);
+      } else {
+        band.resize(height * rowBytes_);
+        if (auto read = (*rows)->read(band); !read) return read;
+        if (auto written = writeBand(top, band); !written) return written;
+      }
       top += height;
+    }
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+      if (auto placed = place(slots_[(next_ + i) % slots_.size()]); !placed) return placed;
     }
     return {};
   }
 
-  Result<void> writeBand(StrileEncoder& encoder, std::uint32_t top, std::span<std::byte> band) {
+  Result<void> writeBand(std::uint32_t top, std::span<const std::byte> band) {
     const std::uint32_t rows = stored_.rowsAt(top);
     for (std::uint32_t plane = 0; plane < stored_.planes(); ++plane) {
       for (std::uint32_t i = 0; i < stored_.across(); ++i) {
-        const std::uint32_t index =
-            (plane * stored_.down() + top / stored_.strileHeight) * stored_.across() + i;
-        const bool whole = !stored_.tiled && !stored_.separate;
-        if (!whole) gather(band, plane, i, rows);
-        auto encoded = encoder.encode(index, rows, whole ? band : std::span(strile_));
-        if (!encoded) return std::move(encoded).error();
-        if (auto placed = rewriter_.placeStrile(index, *encoded); !placed) return placed;
+        auto slot =
+            takeSlot((plane * stored_.down() + top / stored_.strileHeight) * stored_.across() + i);
+        if (!slot) return std::move(slot).error();
+        gather(band, plane, i, rows, (*slot)->samples);
+        start(**slot, rows);
       }
     }
     return {};
   }
 
-  // Fills strile_ with one strip or tile. What lies outside the picture is zero, or repeats the
+  // The one that has been busy for the longest; what it holds goes into the file first.
+  Result<Slot*> takeSlot(std::uint32_t index) {
+    Slot& slot = slots_[next_++ % slots_.size()];
+    if (auto placed = place(slot); !placed) return std::move(placed).error();
+    slot.index = index;
+    return &slot;
+  }
+
+  static void start(Slot& slot, std::uint32_t rows) {
+    slot.busy = true;
+    slot.job.start(
+        [&slot, rows] { slot.encoded = slot.encoder->encode(slot.index, rows, slot.samples); });
+  }
+
+  Result<void> place(Slot& slot) {
+    if (!slot.busy) return {};
+    slot.job.wait();
+    slot.busy = false;
+    if (!slot.encoded) return slot.encoded.error();
+    return rewriter_.placeStrile(slot.index, *slot.encoded);
+  }
+
+  // Fills `strile` with one strip or tile. What lies outside the picture is zero, or repeats the
   // picture's edge for JPEG, which would let a hard edge ring into the picture.
   void gather(std::span<const std::byte> band, std::uint32_t plane, std::uint32_t column,
-              std::uint32_t rows) {
+              std::uint32_t rows, std::vector<std::byte>& strile) {
     const std::size_t sampleBytes = stored_.bits / 8;
     const std::size_t pixelBytes = stored_.samples * sampleBytes;
     const std::size_t storedPixel = stored_.planeSamples() * sampleBytes;
     const std::size_t left = std::size_t{column} * stored_.strileWidth;
     const std::size_t width = std::min<std::size_t>(stored_.strileWidth, stored_.width - left);
     const std::size_t strileRow = stored_.strileWidth * storedPixel;
-    strile_.resize(rows * strileRow);
+    strile.resize(rows * strileRow);
     for (std::uint32_t y = 0; y < rows; ++y) {
-      const std::span to = std::span(strile_).subspan(y * strileRow, strileRow);
+      const std::span to = std::span(strile).subspan(y * strileRow, strileRow);
       const bool repeated = stored_.compression == kJpeg;
       if (y * rowBytes_ >= band.size()) {
         if (repeated) {
@@ -159,9 +211,11 @@ class FrameWriter {
   std::shared_ptr<const TiffFile> file_;
   std::size_t frame_;
   FileRewriter& rewriter_;
+  JobPool& jobs_;
   Picture stored_;
   std::size_t rowBytes_;
-  std::vector<std::byte> strile_;
+  std::size_t next_ = 0;
+  std::deque<Slot> slots_;
 };
 
 Result<void> writeIndexed(const CGImage& image, const std::shared_ptr<const TiffFile>& file,
@@ -224,7 +278,7 @@ Result<void> checkArrival(const CGImage& image, const Picture& picture) {
 }  // namespace
 
 Result<void> writeFrame(const CGImage& image, const std::shared_ptr<const TiffFile>& file,
-                        std::size_t frame, FileRewriter& rewriter) {
+                        std::size_t frame, FileRewriter& rewriter, JobPool& jobs) {
   const auto& picture = file->picture(frame);
   if (!picture) return picture.error();
   if (auto decodable = checkDecodable(*picture); !decodable) return decodable;
@@ -234,7 +288,8 @@ Result<void> writeFrame(const CGImage& image, const std::shared_ptr<const TiffFi
     if (auto written = writeIndexed(image, file, frame, rewriter); !written) return written;
     return rewriter.endFrame();
   }
-  if (auto written = FrameWriter(image, file, frame, rewriter).write(); !written) return written;
+  if (auto written = FrameWriter(image, file, frame, rewriter, jobs).write(); !written)
+    return written;
   if (picture->bits == 16 && image.layout.type == SampleType::u8) {
     for (const Entry& entry : file->frames()[frame].entries) {
       if (auto value = eightBitValue(file->view(), entry)) {

@@ -89,8 +89,7 @@ Result<void> checkNoOtherPictures(const TiffFile& file) {
   }
   for (const SubDirectory& sub : file.subDirectories()) {
     if (auto checked = checkDirectory(file.view(), sub.directory); !checked) return checked;
-    if (sub.directory.find(kStripOffsets) != nullptr ||
-        sub.directory.find(kTileOffsets) != nullptr) {
+    if (holdsPicture(sub.directory)) {
       return Error{"a sub-directory holds another picture, which would keep the old colours"};
     }
   }

@@ -12,6 +12,8 @@ namespace {
 
 // Rows are asked for in pieces of about this size, so that threads have something to share.
 constexpr std::size_t kChunkBytes = std::size_t{1} << 20;
+// Enough to be asked for without a buffer in between.
+constexpr std::size_t kDirectBytes = std::size_t{128} << 10;
 
 std::span<std::uint16_t> asWords(std::span<std::byte> bytes) {
   return {reinterpret_cast<std::uint16_t*>(bytes.data()), bytes.size() / 2};
@@ -53,31 +55,41 @@ Result<std::unique_ptr<OutputRows>> OutputRows::open(const CGImage& image,
   return self;
 }
 
-Result<void> OutputRows::fill() {
-  const std::size_t rowBytes = stored_.width * layout_.pixelBytes();
-  const auto rows = static_cast<std::uint32_t>(
-      std::min<std::size_t>(rowsLeft_, std::max<std::size_t>(1, kChunkBytes / rowBytes)));
-  if (rows == 0) return Error{"rows past the end of the picture"};
-  chunk_.resize(rows * rowBytes);
-  chunkAt_ = 0;
-  if (auto read = rows_->read(chunk_, rows); !read) return read;
+// Pixels with the alpha that the file wants.
+Result<void> OutputRows::take(std::span<std::byte> pixels, std::uint32_t rows) {
+  if (rows == 0 || rows > rowsLeft_) return Error{"rows past the end of the picture"};
+  if (auto read = rows_->read(pixels, rows); !read) return read;
   rowsLeft_ -= rows;
   if (alpha_ < 0) return {};
   const bool eight = layout_.type == SampleType::u8;
   if (stored_.straightAlpha() && layout_.alpha == AlphaInfo::premultipliedLast) {
     if (eight) {
-      vImageUnpremultiplyData_RGBA8888(asBytes(chunk_));
+      vImageUnpremultiplyData_RGBA8888(asBytes(pixels));
     } else {
-      unpremultiplyRGBA16(asWords(chunk_));
+      unpremultiplyRGBA16(asWords(pixels));
     }
   } else if (!stored_.straightAlpha() && layout_.alpha == AlphaInfo::last) {
     if (eight) {
-      vImagePremultiplyData_RGBA8888(asBytes(chunk_));
+      vImagePremultiplyData_RGBA8888(asBytes(pixels));
     } else {
-      premultiplyRGBA16(asWords(chunk_));
+      premultiplyRGBA16(asWords(pixels));
     }
   }
   return {};
+}
+
+Result<void> OutputRows::fill() {
+  const std::size_t rowBytes = stored_.width * layout_.pixelBytes();
+  const auto rows = static_cast<std::uint32_t>(
+      std::min<std::size_t>(rowsLeft_, std::max<std::size_t>(1, kChunkBytes / rowBytes)));
+  chunk_.resize(rows * rowBytes);
+  chunkAt_ = 0;
+  return take(chunk_, rows);
+}
+
+bool OutputRows::isStoredAsIs() const {
+  return layout_.components == stored_.samples && (alpha_ == 3 || alpha_ < 0) &&
+         (alpha_ == 3) == (layout_.components == 4);
 }
 
 Result<void> OutputRows::storeExtras(std::span<std::byte> row) {
@@ -100,8 +112,7 @@ Result<void> OutputRows::storeExtras(std::span<std::byte> row) {
 }
 
 Result<void> OutputRows::storeRow(std::span<const std::byte> pixels, std::span<std::byte> row) {
-  if (layout_.components == stored_.samples && (alpha_ == 3 || alpha_ < 0) &&
-      (alpha_ == 3) == (layout_.components == 4)) {
+  if (isStoredAsIs()) {
     std::memcpy(row.data(), pixels.data(), row.size());
     return {};
   }
@@ -132,6 +143,9 @@ Result<void> OutputRows::storeRow(std::span<const std::byte> pixels, std::span<s
 Result<void> OutputRows::read(std::span<std::byte> rows) {
   const std::size_t rowBytes = std::size_t{stored_.width} * stored_.samples * sampleBytes_;
   const std::size_t pixelRow = stored_.width * layout_.pixelBytes();
+  if (isStoredAsIs() && rows.size() >= kDirectBytes && chunkAt_ == chunk_.size()) {
+    return take(rows, static_cast<std::uint32_t>(rows.size() / rowBytes));
+  }
   for (; !rows.empty(); rows = rows.subspan(rowBytes)) {
     if (chunkAt_ == chunk_.size()) {
       if (auto filled = fill(); !filled) return filled;

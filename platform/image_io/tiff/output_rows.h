@@ -28,6 +28,8 @@ class OutputRows {
  private:
   OutputRows(const CGImage& image, const Picture& stored);
   Result<void> fill();
+  Result<void> take(std::span<std::byte> pixels, std::uint32_t rows);
+  [[nodiscard]] bool isStoredAsIs() const;
   Result<void> storeRow(std::span<const std::byte> pixels, std::span<std::byte> row);
   Result<void> storeExtras(std::span<std::byte> row);
 

@@ -59,98 +59,67 @@ void pickSample(std::span<const std::byte> pixels, std::size_t sampleBytes, std:
   }
 }
 
-SampleRows::SampleRows(std::shared_ptr<const TiffFile> file, const Picture& picture)
-    : file_(std::move(file)),
-      picture_(picture),
+SampleRows::SampleRows(const StoredStriles& stored)
+    : file_(stored.file),
+      picture_(stored.picture),
       rowBytes_(static_cast<std::size_t>(
-          (std::uint64_t{picture.width} * picture.samples * picture.bits + 7) / 8)),
-      planeRowBytes_(static_cast<std::size_t>(picture.planeBytes(
-          picture.tiled ? std::uint64_t{picture.across()} * picture.strileWidth : picture.width))) {
-}
+          (std::uint64_t{picture_.width} * picture_.samples * picture_.bits + 7) / 8)),
+      planeRowBytes_(static_cast<std::size_t>(picture_.planeBytes(
+          picture_.tiled ? std::uint64_t{picture_.across()} * picture_.strileWidth
+                         : picture_.width))) {}
 
 Result<std::unique_ptr<SampleRows>> SampleRows::open(std::shared_ptr<const TiffFile> file,
                                                      std::size_t frame) {
-  const auto& picture = file->picture(frame);
-  if (!picture) return picture.error();
-  auto striles = file->striles(frame);
-  if (!striles) return std::move(striles).error();
-  for (const Extent& strile : *striles) {
-    if (strile.length == 0 || !file->view().holds(strile.offset, strile.length)) {
-      return Error{"a strip or tile lies outside the file"};
-    }
+  auto stored = StoredStriles::of(std::move(file), frame);
+  if (!stored) return std::move(stored).error();
+  std::unique_ptr<SampleRows> self(new SampleRows(*stored));
+  if (auto prepared = self->prepare(*std::move(stored)); !prepared) {
+    return std::move(prepared).error();
   }
-  std::unique_ptr<SampleRows> self(new SampleRows(std::move(file), *picture));
-  self->striles_ = *std::move(striles);
-  if (auto opened = self->openHandles(frame); !opened) return std::move(opened).error();
   return self;
 }
 
-Result<void> SampleRows::openHandles(std::size_t frame) {
+Result<void> SampleRows::prepare(StoredStriles stored) {
   const Limits& limits = file_->limits();
   const auto band = bandBytes(picture_, limits);
   if (!band) return band.error();
-  byRows_ = !picture_.tiled && *band > wholeStripBytes(limits);
-  // Decoding row by row stops at the last row and so never meets the checksum.
-  if (byRows_ && isDeflated(picture_)) {
-    for (std::uint32_t i = 0; i < striles_.size(); ++i) {
-      if (auto checked = checkDeflated(storedStrile(i)); !checked) return checked;
-    }
+  const bool asStored = stored.areSamples() && !picture_.tiled;
+  if (!asStored && !picture_.tiled && *band > wholeStripBytes(limits)) return openHandles(stored);
+  // Single strips are used as they come.
+  if (picture_.tiled || (picture_.separate && !asStored)) {
+    band_.resize(static_cast<std::size_t>(*band));
   }
-  if (!byRows_) band_.resize(static_cast<std::size_t>(*band));
-  if (picture_.tiled) {
-    tile_.resize(static_cast<std::size_t>(picture_.planeBytes(picture_.strileWidth) *
-                                          picture_.strileHeight));
-  }
-  std::span<const std::byte> tables;
-  if (const Entry* const entry = file_->frames()[frame].find(kJpegTables)) {
-    tables = valueBytes(file_->view(), *entry);
-  }
-  const std::uint32_t handles = byRows_ ? picture_.planes() : 1;
-  for (std::uint32_t i = 0; i < handles; ++i) {
-    auto handle =
-        DecodingHandle::open(file_->view(), picture_, striles_, tables, limits.maxMemoryBytes);
-    if (!handle) return std::move(handle).error();
-    handles_.push_back(*std::move(handle));
-  }
+  planes_.resize(picture_.planes());
+  reader_ = std::make_unique<StrileReader>(std::move(stored));
   return {};
 }
 
-// The bytes of a strip or tile, most significant bits first. Valid until the next call.
-std::span<const std::byte> SampleRows::storedStrile(std::uint32_t index) {
-  const auto stored = file_->view().bytes.subspan(static_cast<std::size_t>(striles_[index].offset),
-                                                  static_cast<std::size_t>(striles_[index].length));
-  if (picture_.fillOrder == 1) return stored;
-  turned_.assign(stored.begin(), stored.end());
-  TIFFReverseBits(reinterpret_cast<std::uint8_t*>(turned_.data()),
-                  static_cast<tmsize_t>(turned_.size()));
-  return turned_;
-}
-
-Result<void> SampleRows::readStrile(std::uint32_t index, std::span<std::byte> samples) {
+Result<void> SampleRows::openHandles(const StoredStriles& stored) {
+  // Decoding row by row stops at the last row and so never meets the checksum.
   if (isDeflated(picture_)) {
-    const auto stored = storedStrile(index);
-    if (inflateStrile(stored, file_->view().format, picture_, samples)) return {};
-    if (auto checked = checkDeflated(stored); !checked) return checked;
+    std::vector<std::byte> turned;
+    for (std::uint32_t i = 0; i < stored.striles.size(); ++i) {
+      if (auto checked = checkDeflated(inReadingOrder(stored, i, turned)); !checked) return checked;
+    }
   }
-  return handles_.front()->readStrile(index, samples);
+  for (std::uint32_t i = 0; i < picture_.planes(); ++i) {
+    auto handle = stored.openHandle();
+    if (!handle) return std::move(handle).error();
+    handles_.push_back(*std::move(handle));
+  }
+  if (picture_.separate) planeRow_.resize(planeRowBytes_);
+  return {};
 }
 
-std::span<std::byte> SampleRows::planeRow(std::uint32_t plane) {
-  const std::uint32_t inBand = row_ % picture_.strileHeight;
-  const std::size_t at = (std::size_t{plane} * picture_.strileHeight + inBand) * planeRowBytes_;
-  return std::span(band_).subspan(at, planeRowBytes_);
-}
-
-Result<void> SampleRows::loadTiles(std::uint32_t plane, std::span<std::byte> band) {
-  const std::uint32_t across = picture_.across();
-  const std::size_t tileRow = tile_.size() / picture_.strileHeight;
-  // Tiles of less than 8 bits a sample are a multiple of 16 pixels wide, so their rows are whole
-  // bytes and join without shifting.
-  const std::uint32_t first = (plane * picture_.down() + row_ / picture_.strileHeight) * across;
-  for (std::uint32_t i = 0; i < across; ++i) {
-    if (auto read = readStrile(first + i, tile_); !read) return read;
+// One row of tiles, joined. Tiles of less than 8 bits a sample are a multiple of 16 pixels wide, so
+// their rows are whole bytes and join without shifting.
+Result<void> SampleRows::loadTiles(std::span<std::byte> band) {
+  for (std::uint32_t i = 0; i < picture_.across(); ++i) {
+    const auto tile = reader_->next();
+    if (!tile) return tile.error();
+    const std::size_t tileRow = tile->size() / picture_.strileHeight;
     for (std::uint32_t y = 0; y < picture_.strileHeight; ++y) {
-      std::memcpy(band.data() + y * planeRowBytes_ + i * tileRow, tile_.data() + y * tileRow,
+      std::memcpy(band.data() + y * planeRowBytes_ + i * tileRow, tile->data() + y * tileRow,
                   tileRow);
     }
   }
@@ -158,37 +127,47 @@ Result<void> SampleRows::loadTiles(std::uint32_t plane, std::span<std::byte> ban
 }
 
 Result<void> SampleRows::loadBand() {
+  const std::size_t planeBytes = picture_.rowsAt(row_) * planeRowBytes_;
   for (std::uint32_t plane = 0; plane < picture_.planes(); ++plane) {
-    const std::uint32_t rows = picture_.rowsAt(row_);
-    const std::span band = std::span(band_).subspan(
-        std::size_t{plane} * picture_.strileHeight * planeRowBytes_, rows * planeRowBytes_);
-    const std::uint32_t strip = plane * picture_.down() + row_ / picture_.strileHeight;
-    auto loaded = picture_.tiled ? loadTiles(plane, band) : readStrile(strip, band);
-    if (!loaded) return loaded;
+    const std::span own =
+        band_.empty()
+            ? std::span<std::byte>()
+            : std::span(band_).subspan(std::size_t{plane} * picture_.strileHeight * planeRowBytes_,
+                                       planeBytes);
+    planes_[plane] = own;
+    if (picture_.tiled) {
+      if (auto loaded = loadTiles(own); !loaded) return loaded;
+      continue;
+    }
+    const auto strip = reader_->next();
+    if (!strip) return strip.error();
+    if (own.empty()) {
+      planes_[plane] = *strip;
+    } else {
+      std::memcpy(own.data(), strip->data(), own.size());
+    }
   }
   return {};
 }
 
 Result<void> SampleRows::readRow(std::span<std::byte> row) {
-  if (!byRows_ && row_ % picture_.strileHeight == 0) {
+  const std::uint32_t inBand = row_ % picture_.strileHeight;
+  if (reader_ && inBand == 0) {
     if (auto loaded = loadBand(); !loaded) return loaded;
   }
-  if (!picture_.separate) {
-    if (byRows_) return handles_.front()->readRow(row_, 0, row);
-    std::memcpy(row.data(), planeRow(0).data(), row.size());
-    return {};
-  }
-  std::vector<std::byte>& single = tile_;  // unused with strips, which alone go row by row
-  if (byRows_) single.resize(planeRowBytes_);
+  if (!reader_ && !picture_.separate) return handles_.front()->readRow(row_, 0, row);
+  const std::size_t sampleBytes = picture_.bits / 8;
   for (std::uint32_t plane = 0; plane < picture_.planes(); ++plane) {
-    std::span<const std::byte> samples;
-    if (byRows_) {
-      if (auto read = handles_[plane]->readRow(row_, plane, single); !read) return read;
-      samples = single;
-    } else {
-      samples = planeRow(plane);
+    std::span<const std::byte> samples = planeRow_;
+    if (reader_) {
+      samples = planes_[plane].subspan(inBand * planeRowBytes_, planeRowBytes_);
+    } else if (auto read = handles_[plane]->readRow(row_, plane, planeRow_); !read) {
+      return read;
     }
-    const std::size_t sampleBytes = picture_.bits / 8;
+    if (!picture_.separate) {
+      std::memcpy(row.data(), samples.data(), row.size());
+      return {};
+    }
     interleave(samples.first(picture_.width * sampleBytes), sampleBytes, plane, picture_.samples,
                row);
   }

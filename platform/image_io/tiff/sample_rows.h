@@ -6,8 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/image_io/tiff/libtiff_handle.h"
-#include "platform/image_io/tiff/tiff_file.h"
+#include "platform/image_io/tiff/strile_reader.h"
 
 namespace kelvo::tiff {
 
@@ -25,28 +24,25 @@ class SampleRows {
   Result<void> read(std::span<std::byte> rows);
 
  private:
-  SampleRows(std::shared_ptr<const TiffFile> file, const Picture& picture);
-  Result<void> openHandles(std::size_t frame);
-  std::span<const std::byte> storedStrile(std::uint32_t index);
-  Result<void> readStrile(std::uint32_t index, std::span<std::byte> samples);
+  explicit SampleRows(const StoredStriles& stored);
+  Result<void> prepare(StoredStriles stored);
+  Result<void> openHandles(const StoredStriles& stored);
   Result<void> loadBand();
-  Result<void> loadTiles(std::uint32_t plane, std::span<std::byte> band);
+  Result<void> loadTiles(std::span<std::byte> band);
   Result<void> readRow(std::span<std::byte> row);
-  [[nodiscard]] std::span<std::byte> planeRow(std::uint32_t plane);
 
   std::shared_ptr<const TiffFile> file_;
   Picture picture_;
-  std::vector<Extent> striles_;
   std::size_t rowBytes_;
   std::size_t planeRowBytes_;
   std::uint32_t row_ = 0;
-  // Strips too large to be held are decoded row by row, with a handle for each plane. Otherwise one
-  // handle decodes all strips or tiles of a band (the rows of one row of them), plane after plane.
-  bool byRows_ = false;
+  // Strips too large to be held are decoded row by row, with a handle for each plane.
   std::vector<std::unique_ptr<DecodingHandle>> handles_;
-  std::vector<std::byte> band_;
-  std::vector<std::byte> tile_;
-  std::vector<std::byte> turned_;  // a strile stored with its bits the other way round
+  std::vector<std::byte> planeRow_;
+  // All others a band at a time.
+  std::unique_ptr<StrileReader> reader_;
+  std::vector<std::span<const std::byte>> planes_;  // of the band, each with all its rows
+  std::vector<std::byte> band_;                     // where the planes are put together, if need be
 };
 
 // Strips up to this many bytes are decoded and encoded in one piece, which lets checksums be

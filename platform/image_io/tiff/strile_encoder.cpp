@@ -28,6 +28,7 @@ class LibtiffStrileEncoder final : public StrileEncoder {
 
 Result<std::unique_ptr<StrileEncoder>> makeStrileEncoder(const Format& format,
                                                          const Picture& picture) {
+  if (auto packed = makePackedStrileEncoder(format, picture)) return packed;
   auto handle = EncodingHandle::open(format, picture);
   if (!handle) return std::move(handle).error();
   return std::unique_ptr<StrileEncoder>(std::make_unique<LibtiffStrileEncoder>(*std::move(handle)));

@@ -70,7 +70,8 @@ class TiffSource final : public CodecSource {
 
 class TiffWriter final : public CodecWriter {
  public:
-  TiffWriter(OutputFile& out, std::size_t frames) : out_(out), frames_(frames) {}
+  TiffWriter(OutputFile& out, std::size_t frames, unsigned threads)
+      : out_(out), frames_(frames), ownJobs_(threads) {}
 
   Result<void> addImage(const CGImage& image, const FrameProperties& properties) override {
     const auto* const tiffProperties = dynamic_cast<const TiffFrameProperties*>(&properties);
@@ -81,7 +82,10 @@ class TiffWriter final : public CodecWriter {
     if (!rewriter_) {
       if (auto begun = begin(tiffProperties->file); !begun) return begun;
     }
-    if (auto written = tiff::writeFrame(image, file_, next_, *rewriter_); !written) return written;
+    // Decoding and encoding share their threads, so that together they keep no more busy.
+    tiff::JobPool& jobs = ownJobs_.threads() == file_->jobs().threads() ? file_->jobs() : ownJobs_;
+    auto written = tiff::writeFrame(image, file_, next_, *rewriter_, jobs);
+    if (!written) return written;
     dropOldThumbnails(file_->frames()[next_]);
     ++next_;
     return {};
@@ -121,6 +125,7 @@ class TiffWriter final : public CodecWriter {
 
   OutputFile& out_;
   std::size_t frames_;
+  tiff::JobPool ownJobs_;
   std::size_t next_ = 0;
   std::shared_ptr<const TiffFile> file_;
   std::unique_ptr<tiff::FileRewriter> rewriter_;
@@ -133,8 +138,8 @@ Result<std::unique_ptr<CodecSource>> openTiff(FileBytes bytes, const Limits& lim
 }
 
 Result<std::unique_ptr<CodecWriter>> createTiffWriter(OutputFile& file, std::size_t frames,
-                                                      const EncodeOptions&) {
-  return std::unique_ptr<CodecWriter>(std::make_unique<TiffWriter>(file, frames));
+                                                      const EncodeOptions& options) {
+  return std::unique_ptr<CodecWriter>(std::make_unique<TiffWriter>(file, frames, options.threads));
 }
 
 }  // namespace

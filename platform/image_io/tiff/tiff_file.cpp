@@ -50,6 +50,10 @@ SourceStatus strileStatus(const View& view, const Picture& picture,
 
 }  // namespace
 
+bool holdsPicture(const Directory& directory) {
+  return directory.find(kStripOffsets) != nullptr || directory.find(kTileOffsets) != nullptr;
+}
+
 bool pointsAtDirectories(const Entry& entry) {
   if (entry.type == kIfd || entry.type == kIfd8) return true;
   if (entry.type != kLong && entry.type != kLong8) return false;
@@ -66,7 +70,10 @@ bool pointsAtDirectories(const Entry& entry) {
 }
 
 TiffFile::TiffFile(FileBytes bytes, const Limits& limits, Format format)
-    : file_(std::move(bytes)), limits_(limits), view_{file_->bytes(), format} {}
+    : file_(std::move(bytes)),
+      limits_(limits),
+      view_{file_->bytes(), format},
+      jobs_(std::make_unique<JobPool>(limits.threads)) {}
 
 Result<std::shared_ptr<const TiffFile>> TiffFile::open(FileBytes bytes, const Limits& limits) {
   const auto format = readHeader(bytes->bytes());
@@ -74,6 +81,7 @@ Result<std::shared_ptr<const TiffFile>> TiffFile::open(FileBytes bytes, const Li
   std::shared_ptr<TiffFile> file(new TiffFile(std::move(bytes), limits, *format));
   if (auto read = file->readFrames(); !read) return std::move(read).error();
   file->readSubDirectories();
+  if (auto taken = file->takeSubPictures(); !taken) return std::move(taken).error();
   return std::shared_ptr<const TiffFile>(std::move(file));
 }
 
@@ -86,29 +94,48 @@ Result<void> TiffFile::readFrames() {
       problem_ = invalid("the chain of directories runs in a circle");
       break;
     }
-    if (frames_.size() >= limits_.maxFrames) {
-      return Error{"the file has more than the " + std::to_string(limits_.maxFrames) +
-                   " frames allowed (--max-frames)"};
-    }
     auto [directory, problem] = readDirectory(view_, offset);
     if (!isComplete(problem)) {
       problem_ = std::move(problem);
       break;
     }
     if (!countTable(directory)) break;
-    auto picture = readPicture(view_, directory);
-    if (picture) {
-      const std::uint64_t pixels = std::uint64_t{picture->width} * picture->height;
-      if (pixels > std::min(limits_.maxPixels, kMostPixels)) {
-        return Error{frameName(frames_.size()) + " has " + std::to_string(pixels) +
-                     " pixels, more than the " + std::to_string(limits_.maxPixels) +
-                     " allowed (--max-pixels)"};
-      }
-    }
     offset = directory.next;
-    frames_.push_back(std::move(directory));
-    pictures_.push_back(std::move(picture));
+    if (auto added = addFrame(std::move(directory)); !added) return added;
   }
+  return {};
+}
+
+Result<void> TiffFile::addFrame(Directory directory) {
+  if (frames_.size() >= limits_.maxFrames) {
+    return Error{"the file has more than the " + std::to_string(limits_.maxFrames) +
+                 " frames allowed (--max-frames)"};
+  }
+  auto picture = readPicture(view_, directory);
+  if (picture) {
+    const std::uint64_t pixels = std::uint64_t{picture->width} * picture->height;
+    if (pixels > std::min(limits_.maxPixels, kMostPixels)) {
+      return Error{frameName(frames_.size()) + " has " + std::to_string(pixels) +
+                   " pixels, more than the " + std::to_string(limits_.maxPixels) +
+                   " allowed (--max-pixels)"};
+    }
+  }
+  frames_.push_back(std::move(directory));
+  pictures_.push_back(std::move(picture));
+  return {};
+}
+
+// Pictures below others (smaller versions of them, most of the time) are frames, too.
+Result<void> TiffFile::takeSubPictures() {
+  std::vector<SubDirectory> others;
+  for (SubDirectory& sub : subs_) {
+    if (sub.tag != kSubIfds || !holdsPicture(sub.directory)) {
+      others.push_back(std::move(sub));
+    } else if (auto added = addFrame(std::move(sub.directory)); !added) {
+      return added;
+    }
+  }
+  subs_ = std::move(others);
   return {};
 }
 
@@ -174,10 +201,7 @@ SourceStatus TiffFile::status() const {
     if (!isComplete(status)) return status;
   }
   for (const SubDirectory& sub : subs_) {
-    if (sub.directory.find(kStripOffsets) == nullptr &&
-        sub.directory.find(kTileOffsets) == nullptr) {
-      continue;
-    }
+    if (!holdsPicture(sub.directory)) continue;
     const auto picture = readPicture(view_, sub.directory);
     if (!picture) return invalid("a sub-directory: " + picture.error().message);
     const auto striles = readStriles(view_, sub.directory, *picture);

@@ -24,6 +24,15 @@ class RoundTrip
 constexpr const char* kMakeSource =
     "convert -seed 7 -size 101x67 plasma:red-blue -depth 8 -type TrueColor -compress None ";
 
+Adjustment negated() {
+  return {.rows =
+              [](std::span<std::byte> rows) {
+                for (std::byte& byte : rows) byte = ~byte;
+              },
+          .paletteColor = {},
+          .eightBits = false};
+}
+
 TEST_P(RoundTrip, KeepsPixelsAndArrangement) {
   const auto& [byteOrder, arrangement, compression] = GetParam();
   const Scratch scratch;
@@ -137,12 +146,7 @@ TEST(TiffPages, ThatHoldReducedPicturesAreFramesLikeAnyOther) {
   fields.push_back(builder.longs(254, {1}));
   const auto second = builder.directory(fields);
   builder.setFirst(builder.directory(builder.rgbFields(32, 32, large), second));
-  const Bytes made = rewritten(builder.file(), {.rows =
-                                                    [](std::span<std::byte> rows) {
-                                                      for (std::byte& byte : rows) byte = ~byte;
-                                                    },
-                                                .paletteColor = {},
-                                                .eightBits = false});
+  const Bytes made = rewritten(builder.file(), negated());
   for (std::size_t frame = 0; frame < 2; ++frame) {
     auto expected = decoded(builder.file(), frame);
     const auto actual = decoded(made, frame);
@@ -150,6 +154,59 @@ TEST(TiffPages, ThatHoldReducedPicturesAreFramesLikeAnyOther) {
     for (std::byte& byte : *expected) byte = ~byte;
     EXPECT_EQ(*expected, *actual);
   }
+}
+
+// Smaller versions of a picture, in sub-directories or as pages of their own.
+TEST(TiffPyramids, OfAnotherProgramAreAdjustedOnEveryLevel) {
+  const Scratch scratch;
+  run(kMakeSource + scratch.path("source.tif"));
+  const std::string before = scratch.path("before.tif");
+  const std::string after = scratch.path("after.tif");
+  const auto structure = [](const std::string& path) {
+    return run(
+        "exiftool -a -G1 -s -SubfileType -ImageWidth -ImageHeight -Compression "
+        "-PlanarConfiguration -TileWidth -TileLength -Predictor " +
+        path);
+  };
+  const auto level = [](const std::string& path, const std::string& which) {
+    return run("vips rawsave '" + path + "[" + which + "]' '" + path + ".raw' && cat '" + path +
+               ".raw'");
+  };
+  for (const std::string kind : {"--subifd", "", "--subifd --bigtiff"}) {
+    run("vips tiffsave " + scratch.path("source.tif") + " " + before + " " + kind +
+        " --pyramid --tile --tile-width 16 --tile-height 16 --compression deflate "
+        "--predictor horizontal");
+    const Bytes old = readFile(before);
+    // 101 x 67, 50 x 33, 25 x 16, 12 x 8.
+    ASSERT_EQ(open(old)->count(), 4U) << kind;
+    writeFile(after, rewritten(old, negated()));
+    EXPECT_EQ(structure(before), structure(after)) << kind;
+    for (const int number : {0, 1, 2, 3}) {
+      std::string which = "page=" + std::to_string(number);
+      if (!kind.empty()) which = "subifd=" + std::to_string(number - 1);
+      std::string expected = level(before, which);
+      for (char& byte : expected) byte = static_cast<char>(~byte);
+      ASSERT_GE(expected.size(), 12U * 8 * 3) << kind << which;
+      EXPECT_EQ(level(after, which), expected) << kind << which;
+    }
+  }
+}
+
+TEST(TiffPages, OfWhichThereAreAHundredAreAllAdjusted) {
+  const Scratch scratch;
+  run("convert -seed 5 -size 20x1500 plasma:red-blue -depth 8 -type TrueColor -crop 20x15 +repage "
+      "-compress LZW " +
+      scratch.path("before.tif"));
+  const auto pixels = [&scratch](const std::string& name) {
+    return run("convert " + scratch.path(name) + " -append -depth 8 rgb:-");
+  };
+  const Bytes old = readFile(scratch.path("before.tif"));
+  ASSERT_EQ(open(old)->count(), 100U);
+  writeFile(scratch.path("after.tif"), rewritten(old, negated()));
+  std::string expected = pixels("before.tif");
+  for (char& byte : expected) byte = static_cast<char>(~byte);
+  ASSERT_EQ(expected.size(), 20U * 1500 * 3);
+  EXPECT_EQ(pixels("after.tif"), expected);
 }
 
 TEST(TiffReversedBits, StayReversed) {

@@ -336,11 +336,12 @@ TEST(TiffRefusals, LayersWouldKeepTheOldColours) {
   EXPECT_EQ(refusal(without.file()), "");
 }
 
-TEST(TiffRefusals, APictureInASubDirectoryWouldKeepTheOldColours) {
+// Pictures below SubIFDs are frames; this one is below a pointer to EXIF data.
+TEST(TiffRefusals, APictureWhereNoneBelongsWouldKeepTheOldColours) {
   TiffBuilder builder;
   const auto pixels = builder.append(noise(std::size_t{4} * 4 * 3));
   const auto sub = builder.directory(builder.rgbFields(4, 4, pixels));
-  builder.setFirst(flatFrame(builder, {builder.longs(330, {static_cast<std::uint32_t>(sub)})}));
+  builder.setFirst(flatFrame(builder, {builder.longs(34665, {static_cast<std::uint32_t>(sub)})}));
   EXPECT_EQ(refusal(builder.file()),
             "a sub-directory holds another picture, which would keep the old colours");
 }

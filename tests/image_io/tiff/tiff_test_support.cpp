@@ -81,8 +81,9 @@ CGImage adjusted(const CGImage& image, const Adjustment& adjustment) {
   return result;
 }
 
-Result<void> writeFrames(const CodecSource& source, const Adjustment& adjustment, OutputFile& out) {
-  auto writer = kTiffCodec.createWriter(out, source.count(), {});
+Result<void> writeFrames(const CodecSource& source, const Adjustment& adjustment, unsigned threads,
+                         OutputFile& out) {
+  auto writer = kTiffCodec.createWriter(out, source.count(), {.threads = threads});
   if (!writer) return std::move(writer).error();
   for (std::size_t i = 0; i < source.count(); ++i) {
     auto image = source.image(i);
@@ -175,7 +176,7 @@ Result<Bytes> rewrite(const Bytes& file, const Adjustment& adjustment, const Lim
   Result<void> written;
   {
     OutputFile out(descriptor);
-    written = writeFrames(**source, adjustment, out);
+    written = writeFrames(**source, adjustment, limits.threads, out);
     result.resize(static_cast<std::size_t>(out.size()));
   }
   if (written) {
