@@ -5,12 +5,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <numeric>
 #include <span>
 #include <utility>
 #include <vector>
 
+#include "engine/basic_adjustments.h"
+#include "engine/equalize.h"
+#include "platform/image/ci_image.h"
+#include "platform/image/render.h"
 #include "platform/image_io/file_descriptor.h"
 #include "platform/image_io/mapped_file.h"
 #include "platform/image_io/output_file.h"
@@ -21,6 +25,8 @@ namespace {
 // Small, so that inputs are about structure and not about size.
 constexpr Limits kLimits = {.maxPixels = 1 << 18, .maxFrames = 20, .maxMemoryBytes = 32 << 20};
 constexpr std::uint32_t kStripRows = 16;
+
+enum class Change { none, invert, equalize };
 
 [[noreturn]] void fail(const char* what) {
   std::fprintf(stderr, "%s\n", what);
@@ -39,70 +45,31 @@ bool decode(const CGImage& image) {
   return true;
 }
 
-// What the renderer would hand to a writer for the same colours: 8 bits, premultiplied if there is
-// alpha.
-class RenderedRows final : public RowSource {
- public:
-  RenderedRows(std::unique_ptr<RowSource> rows, PixelLayout from, PixelLayout to)
-      : rows_(std::move(rows)), from_(from), to_(to) {}
-
-  Result<void> read(std::span<std::byte> pixels, std::uint32_t rows) override {
-    const std::size_t count = pixels.size() / to_.components;
-    buffer_.resize(count * from_.pixelBytes());
-    if (auto read = rows_->read(buffer_, rows); !read) return read;
-    for (std::size_t i = 0; i < count; ++i) {
-      for (std::size_t c = 0; c < to_.components; ++c) {
-        pixels[i * to_.components + c] = static_cast<std::byte>(sample(i, c));
-      }
-    }
-    return {};
-  }
-
- private:
-  [[nodiscard]] unsigned stored(std::size_t index) const {
-    if (from_.type == SampleType::u8) return std::to_integer<unsigned>(buffer_[index]);
-    std::uint16_t wide = 0;
-    std::memcpy(&wide, buffer_.data() + 2 * index, 2);
-    return wide >> 8;
-  }
-  [[nodiscard]] unsigned sample(std::size_t pixel, std::size_t component) const {
-    const unsigned value = stored(pixel * from_.components + component);
-    if (from_.alpha != AlphaInfo::last || component == 3) return value;
-    return (value * stored(pixel * from_.components + 3) + 127) / 255;
-  }
-
-  std::unique_ptr<RowSource> rows_;
-  PixelLayout from_;
-  PixelLayout to_;
-  std::vector<std::byte> buffer_;
-};
-
-CGImage rendered(const CGImage& image) {
-  if (image.palette) return image;
-  CGImage result = image;
-  result.layout.type = SampleType::u8;
-  if (image.layout.alpha != AlphaInfo::none) result.layout.alpha = AlphaInfo::premultipliedLast;
-  result.openRows = [image, to = result.layout]() -> Result<std::unique_ptr<RowSource>> {
-    auto rows = image.openRows();
-    if (!rows) return std::move(rows).error();
-    return std::unique_ptr<RowSource>(
-        std::make_unique<RenderedRows>(*std::move(rows), image.layout, to));
-  };
-  return result;
+// What the action would hand to a writer.
+Result<CGImage> rendered(const CGImage& image, Change change) {
+  auto inDeviceRGB = CGImageCreateCopyWithColorSpace(image, CGColorSpaceCreateDeviceRGB());
+  if (!inDeviceRGB) return std::move(inDeviceRGB).error();
+  CIImageRef recipe = CIImage::imageWithCGImage(*std::move(inDeviceRGB));
+  if (!recipe) return Error{"not an RGB picture"};
+  if (change == Change::invert) recipe = applyInvertForCIImage(recipe);
+  if (change == Change::equalize) recipe = applyEqualizeForCIImage(recipe);
+  if (!recipe) return Error{"it cannot be measured"};
+  return render(recipe, {.type = SampleType::u8,
+                         .dropAlpha = image.layout.alpha == AlphaInfo::none,
+                         .colorSpace = image.colorSpace,
+                         .maxMemoryBytes = kLimits.maxMemoryBytes});
 }
 
 // False where the file cannot be written, for whatever reason.
-bool write(const Codec& codec, const CodecSource& source, OutputFile& output) {
+bool write(const Codec& codec, const CodecSource& source, Change change, OutputFile& output) {
   auto writer = codec.createWriter(output, source.count(), {});
   if (!writer) return false;
   for (std::size_t frame = 0; frame < source.count(); ++frame) {
     const auto image = source.image(frame);
     const auto properties = source.properties(frame);
-    if (!image || !properties || image->colorSpace->model != ColorModel::rgb ||
-        image->layout.type == SampleType::f32) {
-      return false;
-    }
-    if (!(*writer)->addImage(rendered(*image), **properties)) return false;
+    if (!image || !properties) return false;
+    const auto adjusted = rendered(*image, change);
+    if (!adjusted || !(*writer)->addImage(*adjusted, **properties)) return false;
   }
   return (*writer)->finish() && output.flush();
 }
@@ -144,9 +111,11 @@ int fuzzCodec(const Codec& codec, const std::uint8_t* data, std::size_t size) {
     whole = image && decode(*image) && whole;
   }
   if (!whole || codec.createWriter == nullptr || (*source)->count() > frames) return 0;
+  const unsigned sum = std::accumulate(data, data + size, 0U);
   const FileDescriptor file(::memfd_create("new", MFD_CLOEXEC));
   OutputFile output(file.get());
-  if (write(codec, **source, output)) checkReadsBack(codec, **source, file.get());
+  if (write(codec, **source, static_cast<Change>(sum % 3), output))
+    checkReadsBack(codec, **source, file.get());
   return 0;
 }
 
