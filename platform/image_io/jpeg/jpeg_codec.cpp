@@ -130,7 +130,7 @@ class Source final : public CodecSource {
     const std::lock_guard lock(walking_);
     if (!whole_[frame]) {
       whole_[frame] = std::make_shared<const Structure>(
-          readStructure(pictures_[frame].bytes, Extent::wholeFile));
+          readStructure(pictures_[frame].bytes, Extent::wholeFile, file_.get()));
     }
     return whole_[frame];
   }

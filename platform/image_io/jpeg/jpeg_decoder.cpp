@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/image_io/jpeg/libjpeg_guard.h"
+#include "platform/image_io/read_pages.h"
 
 namespace kelvo::jpeg {
 namespace {
@@ -43,7 +44,7 @@ class Decompressor {
 class DecodedRows final : public RowSource {
  public:
   DecodedRows(FileBytes file, std::span<const std::byte> picture)
-      : file_(std::move(file)), decompressor_(picture) {}
+      : file_(std::move(file)), pages_(file_.get()), decompressor_(picture) {}
 
   Result<void> start(Coding coding) {
     auto& info = decompressor_.info();
@@ -89,6 +90,9 @@ class DecodedRows final : public RowSource {
       if (info.output_scanline == info.output_height) jpeg_finish_decompress(&info);
     });
     if (failed_) return libraryError(decompressor_.errors(), kDamaged);
+    if (info.src != nullptr) {
+      pages_.upTo(reinterpret_cast<const std::byte*>(info.src->next_input_byte));
+    }
     if (invert_) {
       for (std::byte& sample : pixels) sample = ~sample;
     }
@@ -97,6 +101,7 @@ class DecodedRows final : public RowSource {
 
  private:
   FileBytes file_;
+  ReadPages pages_;
   Decompressor decompressor_;
   bool invert_ = false;
   bool failed_ = false;

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/image_io/read_pages.h"
+
 namespace kelvo::jpeg {
 namespace {
 
@@ -37,7 +39,8 @@ bool isRestart(std::uint8_t marker) { return marker >= 0xD0 && marker <= 0xD7; }
 
 class Reader {
  public:
-  Reader(std::span<const std::byte> file, Extent extent) : file_(file), extent_(extent) {}
+  Reader(std::span<const std::byte> file, Extent extent, const MappedFile* mapped)
+      : file_(file), extent_(extent), pages_(mapped) {}
 
   Structure read() {
     at_ = 2;  // past the start-of-image marker, which the signature has seen
@@ -254,6 +257,7 @@ class Reader {
 
   bool skipEntropyCodedData() {
     for (;;) {
+      pages_.upTo(file_.data() + at_);
       const void* const found = std::memchr(file_.data() + at_, 0xFF, file_.size() - at_);
       if (found == nullptr) return endsEarly();
       at_ = static_cast<std::size_t>(static_cast<const std::byte*>(found) - file_.data());
@@ -267,6 +271,7 @@ class Reader {
 
   std::span<const std::byte> file_;
   Extent extent_;
+  ReadPages pages_;
   std::size_t at_ = 0;
   std::span<const std::byte> payload_;  // of the segment being read
   std::array<std::optional<QuantTable>, kTableSlots> quantTables_;
@@ -282,8 +287,8 @@ class Reader {
 
 }  // namespace
 
-Structure readStructure(std::span<const std::byte> file, Extent extent) {
-  return Reader(file, extent).read();
+Structure readStructure(std::span<const std::byte> file, Extent extent, const MappedFile* mapped) {
+  return Reader(file, extent, mapped).read();
 }
 
 }  // namespace kelvo::jpeg

@@ -82,7 +82,9 @@ struct Structure {
 
 enum class Extent { toFirstScan, wholeFile };
 
-// Never fails: what is wrong is in `status`, and what was read before it is there.
-Structure readStructure(std::span<const std::byte> file, Extent extent);
+// Never fails: what is wrong is in `status`, and what was read before it is there. `file` may be a
+// part of `mapped`, whose pages are let go of.
+Structure readStructure(std::span<const std::byte> file, Extent extent,
+                        const MappedFile* mapped = nullptr);
 
 }  // namespace kelvo::jpeg
