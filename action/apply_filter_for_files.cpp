@@ -138,8 +138,7 @@ class FileRun {
     const bool keepDepth =
         options_.replace.encode.keepDepth && frameImage->layout.type == SampleType::u16;
     auto rendered = render(
-        applyImage(parameters_, image, keptBytesWithin(options_.replace.limits.maxMemoryBytes),
-                   options_.replace.limits.threads),
+        applyImage(parameters_, image, keptBytesWithin(options_.replace.limits.maxMemoryBytes)),
         {.type = keepDepth ? SampleType::u16 : SampleType::u8,
          .dropAlpha = frameImage->layout.alpha == AlphaInfo::none,
          .colorSpace = ownSpace,

@@ -24,7 +24,7 @@ NSColor wellColor(const ParameterDictionary& parameters, const char* red, const 
 }  // namespace
 
 CIImageRef applyImage(const ActionParameters& parameters, const CIImageRef& image,
-                      std::uint64_t mostKeptBytes, unsigned threads) {
+                      std::uint64_t mostKeptBytes) {
   const auto setting = [&](const char* key) { return parameters->doubleValue(key); };
   switch (static_cast<FilterNumber>(parameters->intValue("filterPopUp"))) {
     case FilterNumber::levels:
@@ -32,7 +32,7 @@ CIImageRef applyImage(const ActionParameters& parameters, const CIImageRef& imag
                                    setting("levelsMidtonesSlider"),
                                    setting("levelsHighlightsSlider"));
     case FilterNumber::automatic:
-      return applyAutoForCIImage(image, mostKeptBytes, threads);
+      return applyAutoForCIImage(image, mostKeptBytes);
     case FilterNumber::curves:
       if (!curves) loadCurves(parameters);
       return applyCurvesForCIImage(
@@ -75,7 +75,7 @@ CIImageRef applyImage(const ActionParameters& parameters, const CIImageRef& imag
     case FilterNumber::invert:
       return applyInvertForCIImage(image);
     case FilterNumber::equalize:
-      return applyEqualizeForCIImage(image, mostKeptBytes, threads);
+      return applyEqualizeForCIImage(image, mostKeptBytes);
     case FilterNumber::threshold:
       return applyThresholdForCIImage(image, setting("thresholdSlider"));
     case FilterNumber::posterize:

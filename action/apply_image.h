@@ -11,9 +11,9 @@ namespace kelvo {
 // read as doubles and passed on as they stand. Empty, with "Error: unknown index" logged, if the
 // number selects nothing. The first Curves run of a process without a curves object makes one.
 // An adjustment that measures the image first keeps its pixels if they take at most
-// `mostKeptBytes`, and reads them ahead if there are two `threads` or more.
+// `mostKeptBytes`.
 CIImageRef applyImage(const ActionParameters& parameters, const CIImageRef& image,
-                      std::uint64_t mostKeptBytes = kMostKeptBytes, unsigned threads = 1);
+                      std::uint64_t mostKeptBytes = kMostKeptBytes);
 
 // Wraps a result for display. Renders nothing.
 NSImageRef NSImageFromCIImage(const CIImageRef& image);

@@ -11,7 +11,6 @@
 #include "platform/image/render.h"
 #include "platform/pixels/kept_pixels.h"
 #include "platform/pixels/premultiply.h"
-#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo {
 namespace {
@@ -88,8 +87,8 @@ struct Measured {
 };
 
 // A picture too large to be kept. False if a row cannot be read.
-bool countLightnessOf(const CGImage& image, std::uint64_t (&histogram)[256], unsigned threads) {
-  auto rows = openRowsAhead(image, threads);
+bool countLightnessOf(const CGImage& image, std::uint64_t (&histogram)[256]) {
+  auto rows = image.openRows();
   if (!rows) return false;
   const std::size_t rowBytes = image.width * image.layout.pixelBytes();
   std::vector<std::uint8_t> pixels(rowBytes * kRowsAtATime);
@@ -106,19 +105,18 @@ bool countLightnessOf(const CGImage& image, std::uint64_t (&histogram)[256], uns
 }
 
 // A picture that cannot be read fails again, with its cause, when the result is rendered.
-Measured measure(const CGImage& image, std::uint64_t mostKeptBytes, unsigned threads) {
+Measured measure(const CGImage& image, std::uint64_t mostKeptBytes) {
   Measured measured;
   std::uint64_t histogram[256] = {};
   ColorStrip strip(image.layout.components);
-  const auto convert = [&](std::span<std::byte> bytes) {
+  measured.lab = keepPixels(image, mostKeptBytes, [&](std::span<std::byte> bytes) {
     const std::span pixels = levelsOf(bytes);
     toLab(pixels, strip);
     for (std::size_t i = 0; i < pixels.size(); i += strip.components()) ++histogram[pixels[i]];
-  };
-  measured.lab = keepPixels(image, mostKeptBytes, convert, threads);
+  });
   if (!measured.lab) std::ranges::fill(histogram, 0);
   LightnessStretch lightness;
-  if (measured.lab || countLightnessOf(image, histogram, threads)) {
+  if (measured.lab || countLightnessOf(image, histogram)) {
     lightness = measureLightness(histogram, image.width, image.height);
   }
   for (std::size_t i = 0; i < measured.lightness.size(); ++i) {
@@ -205,11 +203,10 @@ std::uint8_t LightnessStretch::operator()(std::uint8_t lightness) const {
   return static_cast<std::uint8_t>(static_cast<float>(lightness - low) * scale);
 }
 
-CIImageRef applyAutoForCIImage(const CIImageRef& image, std::uint64_t mostKeptBytes,
-                               unsigned threads) {
+CIImageRef applyAutoForCIImage(const CIImageRef& image, std::uint64_t mostKeptBytes) {
   const auto bitmap = render(image, {});
   if (!bitmap) return nullptr;
-  const Measured measured = measure(*bitmap, mostKeptBytes, threads);
+  const Measured measured = measure(*bitmap, mostKeptBytes);
   CGImage result = *bitmap;
   result.openRows = [source = measured.lab ? *measured.lab : *bitmap,
                      coded = measured.lab ? Coded::asLab : Coded::asRgb,

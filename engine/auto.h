@@ -9,10 +9,9 @@ namespace kelvo {
 // Stretches the lightness over the full range and leaves the colour: 1 % of the pixels are clipped
 // at the dark end of L*, 0.5 % at the bright end. Works on the picture's 8-bit rendering, which is
 // read once here to be measured, and kept for the result if it takes at most `mostKeptBytes`, else
-// read once more when the result is rendered. With two
-// `threads` or more, one reads ahead of the measuring. Empty if there is no image.
+// read once more when the result is rendered. Empty if there is no image.
 CIImageRef applyAutoForCIImage(const CIImageRef& image,
-                               std::uint64_t mostKeptBytes = kMostKeptBytes, unsigned threads = 1);
+                               std::uint64_t mostKeptBytes = kMostKeptBytes);
 
 // Converts the source's pixels into the destination: 0 on success. Where there is no way between
 // the profiles, bytes are copied between bitmaps alike in everything but memory, and -1 is

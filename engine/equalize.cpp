@@ -13,7 +13,6 @@
 #include "platform/image/render.h"
 #include "platform/pixels/kept_pixels.h"
 #include "platform/pixels/premultiply.h"
-#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo {
 namespace {
@@ -38,9 +37,9 @@ void count(std::span<std::uint8_t> pixels, std::size_t components, Histogram& hi
 }
 
 // Absent if a row cannot be read.
-std::optional<Histogram> histogramOf(const CGImage& image, unsigned threads) {
+std::optional<Histogram> histogramOf(const CGImage& image) {
   const std::size_t components = image.layout.components;
-  auto rows = openRowsAhead(image, threads);
+  auto rows = image.openRows();
   if (!rows) return std::nullopt;
   Histogram histogram{};
   std::vector<std::uint8_t> pixels(std::size_t{image.width} * components * kRowsAtATime);
@@ -72,8 +71,8 @@ Bounds boundsOf(const Histogram& histogram, std::uint32_t width, std::uint32_t h
   return {static_cast<float>(k) / 255.0F, (255.0F - static_cast<float>(fromTop)) / 255.0F};
 }
 
-Bounds boundsOf(const CGImage& image, unsigned threads) {
-  const auto histogram = histogramOf(image, threads);
+Bounds boundsOf(const CGImage& image) {
+  const auto histogram = histogramOf(image);
   return histogram ? boundsOf(*histogram, image.width, image.height) : Bounds{};
 }
 
@@ -84,7 +83,7 @@ struct Measured {
 
 // Keeps the picture's own pixels, as deep as they are; not those of a recipe, and none that do not
 // fit. If they are what is to be measured, they are measured on the way.
-Measured keep(const CIImageRef& image, std::uint64_t mostBytes, unsigned threads) {
+Measured keep(const CIImageRef& image, std::uint64_t mostBytes) {
   const auto* source = image ? std::get_if<CIImage::Source>(&image->recipe()) : nullptr;
   if (source == nullptr) return {image, std::nullopt};
   const CGImage& own = source->image;
@@ -95,7 +94,7 @@ Measured keep(const CIImageRef& image, std::uint64_t mostBytes, unsigned threads
       count({reinterpret_cast<std::uint8_t*>(strip.data()), strip.size()}, 3, histogram);
     }
   };
-  auto kept = keepPixels(own, mostBytes, countStrip, threads);
+  auto kept = keepPixels(own, mostBytes, countStrip);
   if (!kept) return {image, std::nullopt};
   Measured measured{CIImage::imageWithCGImage(*std::move(kept)), std::nullopt};
   if (measurable) measured.bounds = boundsOf(histogram, own.width, own.height);
@@ -105,18 +104,17 @@ Measured keep(const CIImageRef& image, std::uint64_t mostBytes, unsigned threads
 }  // namespace
 
 void getGrayMin(float& lower, float& upper, const CGImage& image) {
-  const Bounds bounds = boundsOf(image, 1);
+  const Bounds bounds = boundsOf(image);
   lower = bounds.lower;
   upper = bounds.upper;
 }
 
-CIImageRef applyEqualizeForCIImage(const CIImageRef& original, std::uint64_t mostKeptBytes,
-                                   unsigned threads) {
-  const Measured measured = keep(original, mostKeptBytes, threads);
+CIImageRef applyEqualizeForCIImage(const CIImageRef& original, std::uint64_t mostKeptBytes) {
+  const Measured measured = keep(original, mostKeptBytes);
   const CIImageRef& image = measured.image;
   const auto bitmap = render(image, {});
   if (!bitmap) return nullptr;
-  const auto [lower, upper] = measured.bounds ? *measured.bounds : boundsOf(*bitmap, threads);
+  const auto [lower, upper] = measured.bounds ? *measured.bounds : boundsOf(*bitmap);
   const float range = upper - lower;
   const CIFilterRef equalize = CIFilter::filterWithName("TQEqualizeFilter");
   setInput(equalize, "params", CIVector::vectorWithX_Y(1.0 / range, -lower / range));

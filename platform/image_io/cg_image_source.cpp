@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/image_io/mapped_file.h"
+#include "platform/pixels/rows_ahead.h"
 
 namespace kelvo {
 namespace {
@@ -16,8 +17,12 @@ Error noSuchFrame() { return Error{"the file has no such frame"}; }
 }  // namespace
 
 CGImageSource::CGImageSource(std::string path, FileBytes file, const Codec& codec,
-                             std::unique_ptr<const CodecSource> source)
-    : path_(std::move(path)), file_(std::move(file)), codec_(&codec), source_(std::move(source)) {}
+                             std::unique_ptr<const CodecSource> source, unsigned threads)
+    : path_(std::move(path)),
+      file_(std::move(file)),
+      codec_(&codec),
+      source_(std::move(source)),
+      threads_(threads) {}
 
 Result<CGImageSourceRef> CGImageSourceCreateWithBytes(std::string path, FileBytes file,
                                                       const Limits& limits,
@@ -28,8 +33,8 @@ Result<CGImageSourceRef> CGImageSourceCreateWithBytes(std::string path, FileByte
   if (codec == formats.end()) return Error{"its contents are of no known image format"};
   auto source = codec->open(file, limits);
   if (!source) return std::move(source).error();
-  return CGImageSourceRef(std::make_shared<const CGImageSource>(std::move(path), std::move(file),
-                                                                *codec, *std::move(source)));
+  return CGImageSourceRef(std::make_shared<const CGImageSource>(
+      std::move(path), std::move(file), *codec, *std::move(source), limits.threads));
 }
 
 Result<CGImageSourceRef> CGImageSourceCreateWithURL(const NSURL& url, const Limits& limits) {
@@ -48,7 +53,14 @@ std::size_t CGImageSourceGetCount(const CGImageSource& source) { return source.f
 
 Result<CGImage> CGImageSourceCreateImageAtIndex(const CGImageSource& source, std::size_t frame) {
   if (frame >= source.frames().count()) return noSuchFrame();
-  return source.frames().image(frame);
+  auto image = source.frames().image(frame);
+  // An indexed frame is adjusted by its table; its rows are hardly ever read.
+  if (!image || source.threads() < 2 || image->palette) return image;
+  CGImage ahead = *image;
+  ahead.openRows = [decoded = *std::move(image), threads = source.threads()] {
+    return openRowsAhead(decoded, threads);
+  };
+  return ahead;
 }
 
 Result<FramePropertiesRef> CGImageSourceCopyPropertiesAtIndex(const CGImageSource& source,

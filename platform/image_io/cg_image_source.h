@@ -14,17 +14,20 @@ namespace kelvo {
 class CGImageSource {
  public:
   CGImageSource(std::string path, FileBytes file, const Codec& codec,
-                std::unique_ptr<const CodecSource> source);
+                std::unique_ptr<const CodecSource> source, unsigned threads);
 
   [[nodiscard]] const std::string& path() const { return path_; }
   [[nodiscard]] const Codec& codec() const { return *codec_; }
   [[nodiscard]] const CodecSource& frames() const { return *source_; }
+  // Processors that reading it may keep busy.
+  [[nodiscard]] unsigned threads() const { return threads_; }
 
  private:
   std::string path_;
   FileBytes file_;
   const Codec* codec_;
   std::unique_ptr<const CodecSource> source_;
+  unsigned threads_;
 };
 using CGImageSourceRef = std::shared_ptr<const CGImageSource>;
 
@@ -41,6 +44,8 @@ Result<CGImageSourceRef> CGImageSourceCreateWithBytes(std::string path, FileByte
 std::string_view CGImageSourceGetType(const CGImageSource& source);
 SourceStatus CGImageSourceGetStatus(const CGImageSource& source);
 std::size_t CGImageSourceGetCount(const CGImageSource& source);
+// With two processors or more to keep busy, a thread of its own decodes ahead of whoever reads the
+// rows.
 Result<CGImage> CGImageSourceCreateImageAtIndex(const CGImageSource& source, std::size_t frame);
 Result<FramePropertiesRef> CGImageSourceCopyPropertiesAtIndex(const CGImageSource& source,
                                                               std::size_t frame);

@@ -7,8 +7,6 @@
 #include <memory>
 #include <utility>
 
-#include "platform/pixels/rows_ahead.h"
-
 namespace kelvo {
 namespace {
 
@@ -59,15 +57,14 @@ class KeptRows final : public RowSource {
 }  // namespace
 
 std::optional<CGImage> keepPixels(const CGImage& image, std::uint64_t mostBytes,
-                                  const std::function<void(std::span<std::byte>)>& change,
-                                  unsigned threads) {
+                                  const std::function<void(std::span<std::byte>)>& change) {
   const std::uint64_t rowBytes = std::uint64_t{image.width} * image.layout.pixelBytes();
   if (image.palette || rowBytes == 0 || image.height == 0) return std::nullopt;
   if (rowBytes > mostBytes / image.height) return std::nullopt;
   const auto memory = std::make_shared<const PageMemory>(rowBytes * image.height);
   std::span<std::byte> rest = memory->bytes();
   if (rest.empty()) return std::nullopt;
-  auto rows = openRowsAhead(image, threads);
+  auto rows = image.openRows();
   if (!rows) return std::nullopt;
   for (std::uint32_t y = 0; y < image.height; y += kRowsAtATime) {
     const std::uint32_t height = std::min(kRowsAtATime, image.height - y);

@@ -22,11 +22,9 @@ constexpr std::uint64_t keptBytesWithin(std::uint64_t maxMemoryBytes) {
 
 // Reads the picture into memory, a few rows at a time, each strip handed to `change` once it is
 // read. Empty if the pixels take more than `mostBytes` or more than there is, or cannot be read,
-// and for an indexed picture, which is adjusted by its table without its pixels. With two `threads`
-// or more, one reads ahead of `change`.
+// and for an indexed picture, which is adjusted by its table without its pixels.
 std::optional<CGImage> keepPixels(
     const CGImage& image, std::uint64_t mostBytes,
-    const std::function<void(std::span<std::byte>)>& change = [](std::span<std::byte>) {},
-    unsigned threads = 1);
+    const std::function<void(std::span<std::byte>)>& change = [](std::span<std::byte>) {});
 
 }  // namespace kelvo

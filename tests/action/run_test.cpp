@@ -111,7 +111,7 @@ TEST_F(Run, AFileIsTheSameHoweverManyProcessorsWorkOnIt) {
     for (const char* filter : {"13", "14", "1"}) {  // Invert; Equalize and Auto measure first
       const std::string path = directory_.file("copy");
       std::vector<std::string> results;
-      for (const unsigned threads : {1U, 2U}) {
+      for (const unsigned threads : {1U, 2U, 3U}) {
         writeFile(path, readFile(original));
         RunOptions options;
         options.replace.limits.threads = threads;
@@ -120,6 +120,7 @@ TEST_F(Run, AFileIsTheSameHoweverManyProcessorsWorkOnIt) {
         results.push_back(readFile(path));
       }
       EXPECT_TRUE(results[0] == results[1]) << original << ", filter " << filter;
+      EXPECT_TRUE(results[0] == results[2]) << original << ", filter " << filter;
       EXPECT_FALSE(results[0] == readFile(original)) << original << ", filter " << filter;
     }
   }
@@ -137,7 +138,7 @@ TEST_F(Run, DamageIsReportedAlikeHoweverManyProcessorsWorkOnAFile) {
   damaged[whole.size() / 2] = static_cast<char>(0xFF);
   damaged[whole.size() / 2 + 1] = static_cast<char>(0xD3);
   std::vector<std::vector<std::string>> logs;
-  for (const unsigned threads : {1U, 2U}) {
+  for (const unsigned threads : {1U, 2U, 3U}) {
     writeFile(path, damaged);
     RunOptions options;
     options.replace.limits.threads = threads;
@@ -149,6 +150,7 @@ TEST_F(Run, DamageIsReportedAlikeHoweverManyProcessorsWorkOnAFile) {
   }
   EXPECT_EQ(logs[0], (std::vector<std::string>{cgImageProblem(0), "no cgimage"}));
   EXPECT_EQ(logs[1], logs[0]);
+  EXPECT_EQ(logs[2], logs[0]);
 }
 
 TEST_F(Run, ResultsComeInInputOrderAndFailedFilesAreLeftOut) {

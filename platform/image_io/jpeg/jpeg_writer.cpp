@@ -116,7 +116,8 @@ class Writer final : public CodecWriter {
   }
 
   Result<void> copyRows(const CGImage& image, Compressor& compressor) {
-    auto rows = openRowsAhead(image, options_.threads);
+    // One processor decodes already; a third one adjusts.
+    auto rows = openRowsAhead(image, options_.threads - 1);
     if (!rows) return std::move(rows).error();
     const std::size_t rowBytes = std::size_t{3} * image.width;
     const std::uint32_t stripRows = std::min(compressor.rowsAtOnce(), image.height);

@@ -260,7 +260,8 @@ class PngWriter final : public CodecWriter {
 
   Result<void> writePixels(const CGImage& image) {
     const PngPacker packer(image.layout, header().color == PngColor::rgba, key_);
-    auto rows = openRowsAhead(image, options_.threads);
+    // One processor decodes already; a third one adjusts.
+    auto rows = openRowsAhead(image, options_.threads - 1);
     if (!rows) return std::move(rows).error();
     const bool frame = file_->chunks()[next_].name() == "fdAT";
     const auto data = PngDataWriter::create(out_, frame ? &sequence_ : nullptr);

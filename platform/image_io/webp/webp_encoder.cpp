@@ -76,7 +76,8 @@ class Importer {
   Importer(const CGImage& image, Picture& picture) : image_(image), picture_(picture) {}
 
   Result<void> run(unsigned threads) {
-    auto rows = openRowsAhead(image_, threads);
+    // One processor decodes already; a third one adjusts.
+    auto rows = openRowsAhead(image_, threads - 1);
     if (!rows) return std::move(rows).error();
     const std::size_t rowBytes = image_.width * image_.layout.pixelBytes();
     std::vector<std::byte> strip(rowBytes * std::min(kStripRows, image_.height));
