@@ -217,31 +217,4 @@ Result<std::unique_ptr<RowSource>> openPngRows(const std::shared_ptr<const PngFi
   return std::unique_ptr<RowSource>(std::make_unique<StreamedRows>(*file, std::move(*decoder)));
 }
 
-Result<void> checkPngIndices(const std::shared_ptr<const PngFile>& file, std::size_t picture,
-                             std::size_t entries) {
-  const PngHeader& header = file->pictures()[picture].header;
-  if (auto fits = checkPngMemory(*file, 0); !fits) return fits;
-  auto decoder = PngDecoder::open(file, picture);
-  if (!decoder) return std::move(decoder).error();
-  std::vector<std::byte> row((*decoder)->rowBytes());
-  const auto checkRows = [&](std::uint32_t rows, std::uint32_t width) -> Result<void> {
-    for (std::uint32_t y = 0; y < rows; ++y) {
-      if (auto read = (*decoder)->read(row); !read) return read;
-      const auto index = std::to_integer<std::size_t>(
-          *std::max_element(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(width)));
-      if (index >= entries) {
-        return Error{fmt::format("a pixel has colour {} of a table of {}", index, entries)};
-      }
-    }
-    return {};
-  };
-  if (!header.interlaced) return checkRows(header.height, header.width);
-  for (const Adam7Pass& pass : kAdam7) {
-    const std::uint32_t width = pass.width(header.width);
-    if (width == 0) continue;
-    if (auto good = checkRows(pass.height(header.height), width); !good) return good;
-  }
-  return {};
-}
-
 }  // namespace kelvo

@@ -15,11 +15,6 @@ PixelLayout pngLayout(const PngFile& file);
 Result<std::unique_ptr<RowSource>> openPngRows(const std::shared_ptr<const PngFile>& file,
                                                std::size_t picture);
 
-// Decodes the indices of an indexed picture to the end of its data. An error if the data is damaged
-// or an index is `entries` or above.
-Result<void> checkPngIndices(const std::shared_ptr<const PngFile>& file, std::size_t picture,
-                             std::size_t entries);
-
 // An error if `buffers` pictures in memory, which is what reading or rewriting an interlaced file
 // takes, or some rows of one are more than the limits allow.
 Result<void> checkPngMemory(const PngFile& file, unsigned buffers);

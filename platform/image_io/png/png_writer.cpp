@@ -16,6 +16,7 @@
 #include "platform/image_io/png/png_color_key.h"
 #include "platform/image_io/png/png_deflate.h"
 #include "platform/image_io/png/png_filter.h"
+#include "platform/image_io/png/png_index_check.h"
 #include "platform/image_io/png/png_packer.h"
 #include "platform/image_io/png/png_profile.h"
 #include "platform/image_io/png/png_rows.h"

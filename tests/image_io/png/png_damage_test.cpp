@@ -57,6 +57,55 @@ TEST(PngDamage, AnyFlippedBitIsNoticed) {
   }
 }
 
+// Indices are copied, and looked at in another way than they are read.
+TEST(PngDamage, IndicesAreCopiedExactlyIfTheyCanBeRead) {
+  struct Case {
+    unsigned depth;
+    unsigned colors;
+    Bytes rows;  // with filter numbers
+  };
+  const Case cases[] = {
+      {8, 3, fromHex("00 000102 00 020100 00 000000")},
+      {8, 3, fromHex("00 000102 00 020300 00 000000")},  // an index beyond the table
+      {8, 3, fromHex("00 000102 02 000100 01 000100")},  // filtered rows
+      {8, 2, fromHex("00 000101 02 000100 01 000100")},  // whose sum is beyond the table
+      {8, 256, fromHex("00 00fe80 04 ff0102 03 7f7f00")},
+      {8, 256, fromHex("00 00fe80 05 ff0102 03 7f7f00")},  // no such filter
+      {2, 3, fromHex("00 18 00 90 01 18")},
+      {2, 3, fromHex("00 18 00 9c 01 18")},  // an index beyond the table
+      {2, 4, fromHex("00 18 00 9c 01 18")},
+      {8, 256, fromHex("00 00fe80 00 ff0102")},                       // a row is missing
+      {8, 256, fromHex("00 00fe80 00 ff0102 00 7f7f00 00 000000")}};  // or one too many
+  int good = 0;
+  int bad = 0;
+  for (const Case& one : cases) {
+    const Bytes table(std::size_t{3} * one.colors, std::byte{7});
+    const Bytes whole = compressed(one.rows);
+    std::vector<Bytes> streams = {whole, concat({whole, fromHex("00")})};
+    for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
+      streams.push_back(whole);
+      streams.back()[bit / 8] ^= static_cast<std::byte>(1U << bit % 8);
+    }
+    for (const Bytes& stream : streams) {
+      const Bytes bytes =
+          file({{"IHDR", header(3, 3, one.depth, 3, false)}, {"PLTE", table}, {"IDAT", stream}});
+      const auto image = openSource(bytes)->image(0);
+      ASSERT_TRUE(image.ok());
+      const auto read = tryPixels(bytes);
+      const auto written = tryRewrite(bytes, *image);
+      EXPECT_EQ(written.ok(), read.ok()) << (read.ok() ? "" : read.error().message);
+      if (written.ok()) {
+        EXPECT_EQ(*written, bytes);
+        ++good;
+      } else {
+        ++bad;
+      }
+    }
+  }
+  EXPECT_GE(good, 6);
+  EXPECT_GE(bad, 200);
+}
+
 // The same inside the picture data with the chunk's checksum made to fit again: the data has a
 // checksum of its own, so that no wrong pixel gets through.
 TEST(PngDamage, FlippedBitsUnderAFittingChunkChecksumGiveNoWrongPixels) {
