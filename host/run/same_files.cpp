@@ -3,7 +3,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstddef>
+#include <utility>
+
+#include "platform/image_io/mapped_file.h"
 
 namespace kelvo::host {
 namespace {
@@ -20,6 +24,12 @@ struct Identity {
 
 }  // namespace
 
+std::string reachableName(const std::string& name) {
+  if (name.size() < PATH_MAX) return name;
+  auto resolved = resolvePath(name);
+  return resolved ? std::move(resolved).value() : name;
+}
+
 SameFiles findSameFiles(const std::vector<std::string>& names) {
   SameFiles same;
   same.group.resize(names.size());
@@ -28,7 +38,7 @@ SameFiles findSameFiles(const std::vector<std::string>& names) {
   identities.reserve(names.size());
   for (std::size_t i = 0; i < names.size(); ++i) {
     struct stat status {};
-    if (::stat(names[i].c_str(), &status) == 0) {
+    if (::stat(reachableName(names[i]).c_str(), &status) == 0) {
       identities.push_back({status.st_dev, status.st_ino, i});
       same.bytes[i] = S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
       same.totalBytes += same.bytes[i];

@@ -15,6 +15,10 @@ struct SameFiles {
   std::uint64_t totalBytes = 0;
 };
 
+// The name in a form that system calls take: one that is too long for them may lead to a file whose
+// full name is not. Itself if there is none.
+std::string reachableName(const std::string& name);
+
 // Follows symbolic links and knows hard links.
 SameFiles findSameFiles(const std::vector<std::string>& names);
 

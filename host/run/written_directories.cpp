@@ -4,6 +4,8 @@
 #include <set>
 #include <system_error>
 
+#include "host/run/same_files.h"
+
 namespace kelvo::host {
 namespace {
 
@@ -22,7 +24,8 @@ std::string directoryOf(const std::string& path) {
 
 std::vector<std::string> writtenDirectories(const std::vector<std::string>& paths) {
   std::set<std::string> directories;
-  for (const std::string& path : paths) {
+  for (const std::string& given : paths) {
+    const std::string path = reachableName(given);
     std::error_code failed;
     if (fs::is_symlink(fs::symlink_status(path, failed))) {
       const fs::path real = fs::canonical(path, failed);

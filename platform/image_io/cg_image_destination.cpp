@@ -23,13 +23,14 @@ class FileDestination final : public CGImageDestination {
  public:
   FileDestination(std::unique_ptr<FileReplacement> replacement, std::unique_ptr<OutputFile> output,
                   std::unique_ptr<CodecWriter> writer, std::string_view type, std::size_t count,
-                  const Limits& limits, std::span<const Codec> formats)
+                  const ReplaceOptions& options, std::span<const Codec> formats)
       : replacement_(std::move(replacement)),
         output_(std::move(output)),
         writer_(std::move(writer)),
         type_(type),
         count_(count),
-        limits_(limits),
+        limits_(options.limits),
+        mayBeAnother_(options.create),
         formats_(formats) {}
 
   Result<void> addImage(const CGImage& image, const FrameProperties& properties) override {
@@ -54,10 +55,11 @@ class FileDestination final : public CGImageDestination {
  private:
   Result<void> add(const CGImage& image, const FrameProperties& properties) {
     if (frames_.size() >= count_) return Error{"there are more frames than were announced"};
-    // Between reading the file and opening it for replacement it may have been replaced.
+    // Between reading the file and opening it for replacement it may have been replaced, or the
+    // link that led to it. Only with `create` is one file read and another one written.
     const MappedFile* const origin = properties.origin();
     if (origin != nullptr && origin->identity() &&
-        origin->resolvedPath() == replacement_->resolvedPath() &&
+        (!mayBeAnother_ || origin->resolvedPath() == replacement_->resolvedPath()) &&
         *origin->identity() != replacement_->identity()) {
       return Error{"the file was changed by another program meanwhile"};
     }
@@ -102,6 +104,7 @@ class FileDestination final : public CGImageDestination {
   std::string type_;
   std::size_t count_;
   Limits limits_;
+  bool mayBeAnother_;
   std::span<const Codec> formats_;
   std::vector<FrameSize> frames_;
   std::vector<std::string> warnings_;
@@ -135,7 +138,7 @@ Result<CGImageDestinationRef> makeFileDestination(const std::string& path, std::
   if (!writer) return std::move(writer).error();
   return CGImageDestinationRef(
       std::make_unique<FileDestination>(*std::move(replacement), std::move(output),
-                                        *std::move(writer), type, count, options.limits, formats));
+                                        *std::move(writer), type, count, options, formats));
 }
 
 Result<CGImageDestinationRef> CGImageDestinationCreateWithURL(const NSURL& url,

@@ -40,13 +40,6 @@ bool sameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-FileIdentity identityOf(const struct stat& status) {
-  return {.device = status.st_dev,
-          .inode = status.st_ino,
-          .size = status.st_size,
-          .modified = status.st_mtim};
-}
-
 // The path of a file that may not be there, with the links on the way to it followed.
 Result<std::string> resolveNewPath(const std::string& path) {
   struct stat status = {};
@@ -103,6 +96,12 @@ Result<void> FileReplacement::openOld() {
   const std::string directory = resolvedPath_.substr(0, resolvedPath_.rfind('/') + 1);
   directory_ = FileDescriptor(
       fileSystem_->openat(AT_FDCWD, directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+  directoryReadable_ = directory_.open();
+  if (!directoryReadable_ && errno == EACCES) {
+    // One that nobody may list can still be one whose files may be replaced.
+    directory_ = FileDescriptor(
+        fileSystem_->openat(AT_FDCWD, directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
+  }
   if (!directory_.open()) return errnoError("the file's directory could not be opened", errno);
 
   // Looked at before it is opened: opening a device can have effects, a FIFO waits.
@@ -311,6 +310,11 @@ Result<void> FileReplacement::takeName() {
   return {};
 }
 
+int FileReplacement::syncDirectory() {
+  return directoryReadable_ ? fileSystem_->fsync(directory_.get())
+                            : fileSystem_->syncfs(temporary_.get());
+}
+
 Result<void> FileReplacement::commit() {
   if (options_.dryRun) return checkUnchanged();
   if (auto kept = keepTimes(); !kept) return kept;
@@ -324,7 +328,7 @@ Result<void> FileReplacement::commit() {
   if (auto taken = takeName(); !taken) return taken;
   // The file is replaced by now, so this is no failure: whoever took it for one would adjust the
   // file a second time. EINVAL: the file system has no such notion.
-  if (fileSystem_->fsync(directory_.get()) != 0 && errno != EINVAL) {
+  if (syncDirectory() != 0 && errno != EINVAL) {
     warnings_.push_back(
         errnoError("the replaced name could not be written to the disk yet", errno).message);
   }

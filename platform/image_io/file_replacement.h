@@ -78,6 +78,7 @@ class FileReplacement {
   Result<void> checkUnchanged();
   Result<void> makeBackup();
   Result<void> takeName();
+  int syncDirectory();
 
   std::string resolvedPath_;
   std::string name_;           // of the target in its directory
@@ -86,6 +87,7 @@ class FileReplacement {
   ReplacementOptions options_;
   FileSystem* fileSystem_;
   FileDescriptor directory_;
+  bool directoryReadable_ = true;
   FileDescriptor old_;  // closed: there was no file
   FileDescriptor temporary_;
   struct stat oldStatus_ = {};

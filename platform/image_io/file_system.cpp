@@ -26,6 +26,8 @@ int FileSystem::ftruncate(int descriptor, off_t size) { return ::ftruncate(descr
 
 int FileSystem::fsync(int descriptor) { return ::fsync(descriptor); }
 
+int FileSystem::syncfs(int descriptor) { return ::syncfs(descriptor); }
+
 int FileSystem::fchmod(int descriptor, mode_t mode) { return ::fchmod(descriptor, mode); }
 
 int FileSystem::fchown(int descriptor, uid_t owner, gid_t group) {

@@ -19,6 +19,7 @@ class FileSystem {
   virtual ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset);
   virtual int ftruncate(int descriptor, off_t size);
   virtual int fsync(int descriptor);
+  virtual int syncfs(int descriptor);
   virtual int fchmod(int descriptor, mode_t mode);
   virtual int fchown(int descriptor, uid_t owner, gid_t group);
   virtual int fsetxattr(int descriptor, const char* name, const void* value, std::size_t size);

@@ -32,6 +32,14 @@ Result<void> checkKind(const struct stat& status) {
 
 }  // namespace
 
+FileIdentity identityOf(const struct stat& status) {
+  return {.device = status.st_dev,
+          .inode = status.st_ino,
+          .size = status.st_size,
+          .modified = status.st_mtim,
+          .changed = status.st_ctim};
+}
+
 Result<std::string> resolvePath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr),
                                                          &std::free);
@@ -72,10 +80,7 @@ Result<std::shared_ptr<const MappedFile>> MappedFile::fromDescriptor(int descrip
   std::shared_ptr<MappedFile> file = std::make_shared<Shared>();
   file->bytes_ = {static_cast<const std::byte*>(address), size};
   file->mapped_ = true;
-  file->identity_ = FileIdentity{.device = status.st_dev,
-                                 .inode = status.st_ino,
-                                 .size = status.st_size,
-                                 .modified = status.st_mtim};
+  file->identity_ = identityOf(status);
   return std::shared_ptr<const MappedFile>(std::move(file));
 }
 

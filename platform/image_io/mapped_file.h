@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -14,18 +15,24 @@
 
 namespace kelvo {
 
-// Tells whether two looks at a file saw the same file with the same contents.
+// Tells whether two looks at a file saw the same file with the same contents and attributes.
 struct FileIdentity {
   dev_t device = 0;
   ino_t inode = 0;
   off_t size = 0;
   timespec modified = {};
+  timespec changed = {};  // of contents, attributes or links; nobody can set it back
 
   friend bool operator==(const FileIdentity& a, const FileIdentity& b) {
+    const auto same = [](const timespec& x, const timespec& y) {
+      return x.tv_sec == y.tv_sec && x.tv_nsec == y.tv_nsec;
+    };
     return a.device == b.device && a.inode == b.inode && a.size == b.size &&
-           a.modified.tv_sec == b.modified.tv_sec && a.modified.tv_nsec == b.modified.tv_nsec;
+           same(a.modified, b.modified) && same(a.changed, b.changed);
   }
 };
+
+FileIdentity identityOf(const struct stat& status);
 
 // A regular file mapped read-only. A file that another program cuts short while it is mapped ends
 // the process with SIGBUS; the host's workers are there for that.

@@ -23,6 +23,8 @@ constexpr std::uint8_t kComment = 0xFE;
 
 // More scans than any encoder writes, few enough that no file keeps a decoder busy for hours.
 constexpr std::size_t kMaxScans = 500;
+// Of metadata; each is up to 64 KiB, so that those who need more than one need few.
+constexpr std::size_t kMaxSegments = 65'536;
 
 // Where the coefficients of the file's diagonal order lie in a block read row by row.
 constexpr std::array<std::uint8_t, 64> kNaturalOrder = {
@@ -93,6 +95,9 @@ class Reader {
   bool segment(std::uint8_t marker, std::span<const std::byte> payload) {
     payload_ = payload;
     if ((marker >= 0xE0 && marker <= 0xEF) || marker == kComment) {
+      if (result_.segments.size() >= kMaxSegments) {
+        return damaged("it has more than 65536 segments of metadata");
+      }
       result_.segments.push_back({marker, payload});
       return true;
     }

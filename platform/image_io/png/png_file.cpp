@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t kFrameBytes = 12;  // a chunk's length, type and checksum
 constexpr std::uint32_t kMaxNumber = 0x7fffffff;
+constexpr std::size_t kMaxChunks = 1'000'000;  // what is remembered of each takes more than it
 constexpr std::size_t kHeaderBytes = 13;
 
 bool isLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
@@ -135,6 +136,10 @@ void PngFile::readChunks(std::span<const std::byte> bytes) {
     }
     chunk.data = rest.subspan(8, length);
     chunk.whole = rest.first(length + kFrameBytes);
+    if (chunks_.size() >= kMaxChunks) {
+      walked_ = invalid("it has more than a million chunks");
+      return;
+    }
     chunks_.push_back(chunk);
     position += chunk.whole.size();
     if (chunk.name() == "IEND") {

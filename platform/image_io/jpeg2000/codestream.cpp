@@ -1,0 +1,304 @@
+#include "platform/image_io/jpeg2000/codestream.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvo::jpeg2000 {
+namespace {
+
+enum Marker : unsigned {
+  kStart = 0xFF4F,
+  kCapabilities = 0xFF50,
+  kSize = 0xFF51,
+  kStyle = 0xFF52,
+  kComponentStyle = 0xFF53,
+  kTileLengths = 0xFF55,
+  kPacketLengthsInMain = 0xFF57,
+  kPacketLengths = 0xFF58,
+  kQuantization = 0xFF5C,
+  kComponentQuantization = 0xFF5D,
+  kRegion = 0xFF5E,
+  kProgressionChanges = 0xFF5F,
+  kPackedInMain = 0xFF60,
+  kPackedInTile = 0xFF61,
+  kRegistration = 0xFF63,
+  kComment = 0xFF64,
+  kTilePart = 0xFF90,
+  kData = 0xFF93,
+  kEnd = 0xFFD9,
+};
+
+constexpr unsigned kMostProfile = 2;
+constexpr unsigned kMostLayers = 100;  // of the library
+constexpr unsigned kMostLevels = 32;
+constexpr unsigned kPartOneBlockStyles = 0x3F;
+constexpr std::uint64_t kMostTiles = 65535;
+
+class MarkerReader {
+ public:
+  explicit MarkerReader(Bytes bytes) { stream_.bytes = bytes; }
+
+  Result<Codestream> read() {
+    if (number(0, 2) != kStart || number(2, 2) != kSize) return Error{"it has no main header"};
+    position_ = 2;
+    bool sized = false;
+    bool styled = false;
+    while (number(position_, 2) != kTilePart) {
+      const unsigned marker = number(position_, 2);
+      const auto segment = takeSegment();
+      if (!segment) return segment.error();
+      Result<void> taken;
+      if (marker == kSize) {
+        if (sized) return Error{"its main header is damaged"};
+        taken = takeSize(segment->subspan(4));
+        sized = true;
+      } else if (marker == kStyle) {
+        taken = takeStyle(segment->subspan(4));
+        styled = true;
+      } else {
+        takeOther(marker, *segment, true);
+      }
+      if (!taken) return std::move(taken).error();
+    }
+    if (!sized || !styled) return Error{"its main header is damaged"};
+    stream_.status = walkTileParts();
+    return std::move(stream_);
+  }
+
+ private:
+  [[nodiscard]] std::uint32_t number(std::size_t at, std::size_t bytes) const {
+    if (at > stream_.bytes.size() || bytes > stream_.bytes.size() - at) return 0;
+    heif::Reader reader(stream_.bytes.subspan(at));
+    return static_cast<std::uint32_t>(reader.number(bytes));
+  }
+
+  // A marker segment, marker and length included.
+  Result<Bytes> takeSegment() {
+    const unsigned marker = number(position_, 2);
+    const std::size_t length = number(position_ + 2, 2);
+    if (marker < 0xFF00 || length < 2 || stream_.bytes.size() - position_ < length + 2) {
+      return Error{"its main header is damaged"};
+    }
+    const Bytes segment = stream_.bytes.subspan(position_, length + 2);
+    position_ += segment.size();
+    return segment;
+  }
+
+  Result<void> takeSize(Bytes content) {
+    heif::Reader reader(content);
+    stream_.profile = reader.u16();
+    Grid& grid = stream_.grid;
+    for (std::uint32_t* const field :
+         {&grid.right, &grid.bottom, &grid.left, &grid.top, &grid.tileWidth, &grid.tileHeight,
+          &grid.tileLeft, &grid.tileTop}) {
+      *field = reader.u32();
+    }
+    const unsigned count = reader.u16();
+    for (unsigned i = 0; i < count; ++i) {
+      Component component;
+      const unsigned depth = reader.u8();
+      component.bits = (depth & 0x7FU) + 1;
+      component.isSigned = (depth & 0x80U) != 0;
+      component.stepX = reader.u8();
+      component.stepY = reader.u8();
+      if (component.stepX == 0 || component.stepY == 0) return Error{"its main header is damaged"};
+      stream_.components.push_back(component);
+    }
+    const bool sensible = reader.ok() && reader.rest().empty() && count > 0 &&
+                          grid.left < grid.right && grid.top < grid.bottom && grid.tileWidth > 0 &&
+                          grid.tileHeight > 0 && grid.tileLeft <= grid.left &&
+                          grid.tileTop <= grid.top &&
+                          std::uint64_t{grid.tileLeft} + grid.tileWidth > grid.left &&
+                          std::uint64_t{grid.tileTop} + grid.tileHeight > grid.top;
+    if (!sensible || std::uint64_t{grid.columns()} * grid.rows() > kMostTiles) {
+      return Error{"its size makes no sense"};
+    }
+    constexpr std::uint32_t kLargest = 0x7FFFFFFF;  // of the library
+    if (std::max({grid.right, grid.bottom}) > kLargest) obstacle("it is too large to be written");
+    if (stream_.profile > kMostProfile) {
+      obstacle("a profile or extension beyond Part 1 of the format cannot be written back");
+    }
+    checkComponents();
+    return {};
+  }
+
+  void checkComponents() {
+    for (const Component& component : stream_.components) {
+      if (component.isSigned) obstacle("signed samples cannot be written back");
+      if (component.bits > 16) obstacle("samples of more than 16 bits cannot be written back");
+      if (component.stepX != 1 || component.stepY != 1) {
+        obstacle("components of a lower resolution cannot be written back");
+      }
+      if (component.bits != stream_.components[0].bits) {
+        obstacle("components of several depths cannot be written back");
+      }
+    }
+  }
+
+  Result<void> takeStyle(Bytes content) {
+    heif::Reader reader(content);
+    CodingStyle& style = stream_.style;
+    style.flags = reader.u8();
+    style.progression = reader.u8();
+    style.layers = reader.u16();
+    style.transform = reader.u8();
+    style.levels = reader.u8();
+    style.blockWidth = reader.u8();
+    style.blockHeight = reader.u8();
+    style.blockStyle = reader.u8();
+    const unsigned wavelet = reader.u8();
+    style.reversible = wavelet == 1;
+    if ((style.flags & 1U) != 0) {
+      for (unsigned i = 0; i <= style.levels; ++i) style.precincts.push_back(reader.u8());
+    }
+    if (!reader.ok() || style.layers == 0 || style.levels > kMostLevels || style.progression > 4 ||
+        style.blockWidth > 8 || style.blockHeight > 8) {
+      return Error{"its main header is damaged"};
+    }
+    if (style.transform > 1 || wavelet > 1 || style.flags > 7 ||
+        style.blockStyle > kPartOneBlockStyles) {
+      obstacle("a way of coding beyond Part 1 of the format cannot be written back");
+    }
+    if (style.layers > kMostLayers) obstacle("more than 100 layers cannot be written back");
+    return {};
+  }
+
+  void takeOther(unsigned marker, Bytes segment, bool inMain) {
+    switch (marker) {
+      case kComment:
+      case kRegistration:
+        if (inMain) {
+          stream_.kept.push_back(segment);
+        } else {
+          obstacle("comments of single tiles cannot be written back");
+        }
+        break;
+      case kTileLengths:
+        stream_.tileLengths = true;
+        break;
+      case kPacketLengths:
+      case kPacketLengthsInMain:
+        stream_.packetLengths = true;
+        break;
+      case kQuantization:
+      case kComponentQuantization:
+        break;
+      case kStyle:
+      case kComponentStyle:
+        obstacle("tiles or components coded in ways of their own cannot be written back");
+        break;
+      case kRegion:
+        obstacle("a region of interest cannot be written back");
+        break;
+      case kProgressionChanges:
+        obstacle("changes of progression cannot be written back");
+        break;
+      case kPackedInMain:
+      case kPackedInTile:
+        obstacle("packed packet headers cannot be written back");
+        break;
+      case kCapabilities:
+        obstacle("a way of coding beyond Part 1 of the format cannot be written back");
+        break;
+      default:
+        obstacle("an unknown part of its codestream cannot be written back");
+    }
+  }
+
+  void obstacle(const char* reason) {
+    if (stream_.obstacle.empty()) stream_.obstacle = reason;
+  }
+
+  static SourceStatus damaged(const char* cause) {
+    return {.status = CGImageSourceStatus::invalidData, .cause = cause};
+  }
+  static SourceStatus endsEarly() {
+    return {.status = CGImageSourceStatus::incomplete,
+            .cause = "the file ends inside its codestream"};
+  }
+
+  SourceStatus walkTileParts() {
+    constexpr std::size_t kTilePartHeader = 12;
+    const std::size_t size = stream_.bytes.size();
+    const std::uint64_t tiles = std::uint64_t{stream_.grid.columns()} * stream_.grid.rows();
+    std::vector<bool> seen(tiles);
+    while (number(position_, 2) == kTilePart) {
+      if (size - position_ < kTilePartHeader) return endsEarly();
+      const std::size_t begin = position_;
+      const std::uint32_t tile = number(begin + 4, 2);
+      const std::uint32_t length = number(begin + 6, 4);
+      if (number(begin + 2, 2) != 10 || tile >= tiles) return damaged("a tile's header is damaged");
+      seen[tile] = true;
+      // Without a length it goes on to the end marker.
+      const std::size_t most = size - begin;
+      if (length > most) return endsEarly();
+      if (length == 0 && most < kTilePartHeader + 4) return endsEarly();
+      const std::size_t end = length == 0 ? size - 2 : begin + length;
+      position_ = begin + kTilePartHeader;
+      while (position_ < end && number(position_, 2) != kData) {
+        const unsigned marker = number(position_, 2);
+        const auto segment = takeSegment();
+        if (!segment || position_ > end) return damaged("a tile's header is damaged");
+        takeOther(marker, *segment, false);
+      }
+      if (position_ + 2 > end) return damaged("a tile's header is damaged");
+      position_ = end;
+      stream_.tileBytes += end - begin;
+    }
+    if (size - position_ < 2) return endsEarly();
+    if (number(position_, 2) != kEnd) return damaged("its codestream is damaged between tiles");
+    if (size - position_ > 2) return damaged("bytes follow the end of its codestream");
+    if (std::find(seen.begin(), seen.end(), false) != seen.end()) {
+      return {.status = CGImageSourceStatus::incomplete, .cause = "tiles of it are missing"};
+    }
+    return {};
+  }
+
+  Codestream stream_;
+  std::size_t position_ = 0;
+};
+
+}  // namespace
+
+Result<Codestream> readCodestream(Bytes bytes) { return MarkerReader(bytes).read(); }
+
+bool sameForm(const Codestream& a, const Codestream& b) {
+  return a.grid == b.grid && a.components.size() == b.components.size() && a.style == b.style &&
+         a.profile == b.profile && a.tileLengths == b.tileLengths &&
+         a.packetLengths == b.packetLengths &&
+         std::equal(
+             a.kept.begin(), a.kept.end(), b.kept.begin(), b.kept.end(),
+             [](Bytes x, Bytes y) { return std::equal(x.begin(), x.end(), y.begin(), y.end()); });
+}
+
+Result<std::vector<std::byte>> withKeptSegments(Bytes fresh, const Codestream& old) {
+  const auto parsed = readCodestream(fresh);
+  if (!parsed || !parsed->status.cause.empty()) return Error{"the picture cannot be encoded"};
+  std::vector<std::byte> result;
+  result.reserve(fresh.size());
+  std::size_t position = 2;
+  const auto append = [&result](Bytes bytes) {
+    result.insert(result.end(), bytes.begin(), bytes.end());
+  };
+  append(fresh.first(2));
+  for (;;) {
+    heif::Reader reader(fresh.subspan(position));
+    const unsigned marker = reader.u16();
+    if (marker == kTilePart) break;
+    const std::size_t bytes = std::size_t{reader.u16()} + 2;
+    if (marker != kComment && marker != kRegistration) {
+      append(fresh.subspan(position, bytes));
+      if (marker == kSize) {
+        const std::size_t profile = result.size() - bytes + 4;
+        result[profile] = static_cast<std::byte>(old.profile >> 8U);
+        result[profile + 1] = static_cast<std::byte>(old.profile);
+      }
+    }
+    position += bytes;
+  }
+  for (const Bytes segment : old.kept) append(segment);
+  append(fresh.subspan(position));
+  return result;
+}
+
+}  // namespace kelvo::jpeg2000

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/image_io/codec.h"
+#include "platform/image_io/heif/boxes.h"
+
+namespace kelvo::jxl {
+
+using heif::Box;
+using heif::Bytes;
+using heif::fourCC;
+using heif::FourCC;
+
+constexpr FourCC kWholeCodestream = fourCC("jxlc");
+constexpr FourCC kPartOfCodestream = fourCC("jxlp");
+constexpr FourCC kCompressedBox = fourCC("brob");
+constexpr FourCC kReconstruction = fourCC("jbrd");
+
+// A part begins with its number; the last one is marked.
+constexpr std::size_t kPartHeader = 4;
+constexpr std::uint32_t kLastPart = 0x80000000U;
+
+// The boxes around a codestream (ISO/IEC 18181-2).
+struct Container {
+  std::vector<Box> boxes;         // empty: the file is a bare codestream
+  Bytes codestream;               // as far as it is there
+  std::vector<std::byte> joined;  // where the codestream stands if it came in parts
+  SourceStatus status;
+
+  [[nodiscard]] bool has(FourCC type) const;
+};
+
+Container readContainer(Bytes file);
+
+// What a box is about: its type, or the type of what is compressed in it.
+FourCC contentType(const Box& box);
+
+// The content of a compressed box, and a box's payload for a content. Errors: damaged data, or
+// content of more than `mostBytes`.
+Result<std::vector<std::byte>> decompressed(const Box& box, std::size_t mostBytes);
+Result<std::vector<std::byte>> compressed(FourCC type, Bytes content);
+
+}  // namespace kelvo::jxl

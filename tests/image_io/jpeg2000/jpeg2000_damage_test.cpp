@@ -1,0 +1,122 @@
+// Truncated, damaged and oversized files.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "platform/image_io/mapped_file.h"
+#include "tests/image_io/jpeg2000/jpeg2000_test_support.h"
+
+namespace kelvo::image_io_test {
+namespace {
+
+using ::testing::HasSubstr;
+
+// Opens, looks at and decodes whatever it is. Nothing of this may crash.
+bool readsWhole(const Bytes& file) {
+  auto source = kJpeg2000Codec.open(MappedFile::fromBytes(file),
+                                    {.maxPixels = 1 << 20, .maxMemoryBytes = 64 << 20});
+  if (!source) return false;
+  const bool whole = (*source)->status().status == CGImageSourceStatus::complete;
+  const auto image = (*source)->image(0);
+  return image && readAllPixels(*image).ok() && whole;
+}
+
+TEST(Jpeg2000Damage, ATruncatedFileIsNeverComplete) {
+  for (const Bytes& file : {makeJpeg2000("", "jp2", 50, 40), makeJpeg2000("", "j2k", 50, 40),
+                            makeJpeg2000("-t 20,20 -n 3 -I -r 10", "jp2", 50, 40)}) {
+    ASSERT_TRUE(readsWhole(file));
+    for (std::size_t size = 0; size < file.size(); ++size) {
+      const Bytes part(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(size));
+      const auto source = kJpeg2000Codec.open(MappedFile::fromBytes(part), {});
+      if (!source) continue;
+      EXPECT_NE((*source)->status().status, CGImageSourceStatus::complete) << size;
+      EXPECT_FALSE((*source)->writable()) << size;
+    }
+  }
+}
+
+TEST(Jpeg2000Damage, TheEndIsSaidToBeMissing) {
+  Bytes file = makeJpeg2000();
+  file.resize(file.size() - 10);
+  EXPECT_EQ(openError(kJpeg2000Codec, file), "the file ends inside the box 'jp2c'");
+  Bytes bare = makeJpeg2000("", "j2k");
+  bare.resize(bare.size() - 1);
+  EXPECT_EQ(openSource(kJpeg2000Codec, bare)->status().cause,
+            "the file ends inside its codestream");
+}
+
+TEST(Jpeg2000Damage, BytesAfterTheCodestreamAreDamage) {
+  const auto source =
+      openSource(kJpeg2000Codec, concat({makeJpeg2000("", "j2k"), fromHex("0102030405")}));
+  EXPECT_EQ(source->status().status, CGImageSourceStatus::invalidData);
+  EXPECT_EQ(source->status().cause, "bytes follow the end of its codestream");
+}
+
+TEST(Jpeg2000Damage, AHeaderOfAnotherSizeIsDamage) {
+  const Bytes file = makeJpeg2000();
+  Bytes header = payload(file, "ihdr");
+  header.at(3) ^= std::byte{1};
+  EXPECT_EQ(openSource(kJpeg2000Codec, withPayload(file, "ihdr", header))->status().cause,
+            "its image header and its codestream do not agree");
+}
+
+// The library warns of it and goes on with what it has.
+TEST(Jpeg2000Damage, WhatTheLibraryOnlyWarnsOfFailsTheFrame) {
+  Bytes file = makeJpeg2000("-SOP", "j2k", 200, 150);
+  const Bytes secondPacket = fromHex("ff9100040001");
+  const auto at = std::search(file.begin(), file.end(), secondPacket.begin(), secondPacket.end());
+  ASSERT_NE(at, file.end());
+  *(at + 1) = std::byte{0x92};
+  const auto read = tryPixels(kJpeg2000Codec, file);
+  ASSERT_FALSE(read);
+  EXPECT_THAT(read.error().message, HasSubstr("the picture data are damaged: Expected SOP marker"));
+}
+
+TEST(Jpeg2000Damage, AMissingTileIsNoticed) {
+  const Bytes file = makeJpeg2000("-n 3 -t 25,40", "j2k", 50, 40);
+  // The second of two tiles left out: what is between the last SOT and the end marker.
+  const Bytes sot = fromHex("ff90000a0001");
+  const auto at = std::search(file.begin(), file.end(), sot.begin(), sot.end());
+  ASSERT_NE(at, file.end());
+  const auto source =
+      openSource(kJpeg2000Codec, concat({Bytes(file.begin(), at), fromHex("ffd9")}));
+  EXPECT_EQ(source->status().cause, "tiles of it are missing");
+}
+
+TEST(Jpeg2000Damage, RandomDamageNeverCrashes) {
+  std::mt19937 random(7);
+  int damaged = 0;
+  for (const Bytes& file : {makeJpeg2000("", "jp2", 50, 40), makeJpeg2000("-t 20,20 -n 3 -I -r 10"),
+                            makeJpeg2000("-SOP -EPH -c [32,32] -n 4 -r 20,1", "j2k", 60, 60)}) {
+    for (int round = 0; round < 200; ++round) {
+      Bytes changed = file;
+      // Mostly in the headers at the front, where it matters most.
+      const std::size_t reach =
+          round % 3 == 0 ? changed.size() : std::min<std::size_t>(250, changed.size());
+      for (int i = 0; i < 1 + round % 4; ++i) {
+        changed[random() % reach] = static_cast<std::byte>(random());
+      }
+      if (!readsWhole(changed)) ++damaged;
+    }
+  }
+  EXPECT_GT(damaged, 100);
+}
+
+TEST(Jpeg2000Damage, LimitsAreKept) {
+  const Bytes file = makeJpeg2000();
+  EXPECT_EQ(openError(kJpeg2000Codec, file, {.maxPixels = 1000}),
+            "it has 10800 pixels, more than the 1000 allowed (--max-pixels)");
+  const auto read = tryPixels(kJpeg2000Codec, file, 0, {.maxMemoryBytes = 1 << 10});
+  ASSERT_FALSE(read);
+  EXPECT_THAT(read.error().message, HasSubstr("(--max-memory)"));
+}
+
+TEST(Jpeg2000Damage, TiledPicturesTakeMemoryForARowOfTiles) {
+  const Limits tight = {.maxMemoryBytes = 1 << 20};
+  EXPECT_FALSE(tryPixels(kJpeg2000Codec, makeJpeg2000("", "jp2", 300, 400), 0, tight));
+  EXPECT_TRUE(tryPixels(kJpeg2000Codec, makeJpeg2000("-t 64,64", "jp2", 300, 400), 0, tight));
+}
+
+}  // namespace
+}  // namespace kelvo::image_io_test

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <jxl/encode.h>
+
+#include "platform/image_io/codec.h"
+#include "platform/image_io/heif/boxes.h"
+#include "tests/image_io/tools/codec_calls.h"
+#include "tests/image_io/tools/other_tools.h"
+
+namespace kelvo::image_io_test {
+
+// Samples of a smooth colourful picture: 3 a pixel, or 4 with an alpha that is 0 nowhere.
+Bytes smoothSamples(unsigned width, unsigned height, bool alpha = false);
+
+// A file made by cjxl of such a picture, `maximum` being 255 or 65535.
+Bytes makeJxl(const std::string& options, unsigned width = 120, unsigned height = 90,
+              bool alpha = false, unsigned maximum = 255);
+
+// A bare codestream of one or more frames, each of the smooth picture, made by the library. The
+// hooks change what the library is told before it is told.
+struct LibraryFile {
+  unsigned width = 40;
+  unsigned height = 30;
+  bool alpha = false;
+  std::size_t frames = 1;
+  bool lossless = true;
+  std::function<void(JxlBasicInfo& info)> basics = [](JxlBasicInfo&) {};
+  std::function<void(JxlEncoder* encoder)> channels = [](JxlEncoder*) {};
+  std::function<void(JxlEncoderFrameSettings* settings, JxlFrameHeader& header, std::size_t frame)>
+      frame = [](JxlEncoderFrameSettings*, JxlFrameHeader&, std::size_t) {};
+};
+Bytes makeByLibrary(const LibraryFile& file);
+
+// 255 minus each colour sample, alpha as it is.
+CGImage inverted(const CGImage& image);
+
+// The samples of a picture as djxl gives them, "RGB" or "RGBA", 8 bits each unless told otherwise.
+Bytes jxlPixels(const Bytes& file, const std::string& layout = "RGB", unsigned depth = 8);
+
+// Root of the mean squared difference.
+double difference(const Bytes& a, const Bytes& b);
+
+// Boxes around a codestream.
+Bytes box(const std::string& type, const Bytes& payload);
+// A container with a bare codestream in it, boxes before and after it.
+Bytes container(const Bytes& codestream, const Bytes& before = {}, const Bytes& after = {});
+std::vector<std::string> boxTypes(const Bytes& file);
+// The payload of the first box of a type.
+Bytes payload(const Bytes& file, const std::string& type);
+
+}  // namespace kelvo::image_io_test
