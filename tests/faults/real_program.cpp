@@ -1,10 +1,13 @@
 #include "tests/faults/real_program.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <iterator>
 #include <stdexcept>
@@ -31,8 +34,12 @@ std::string readAll(int descriptor) {
 
 }  // namespace
 
-ProgramRun runProgram(const std::vector<std::string>& arguments,
-                      const std::map<std::string, std::string>& environment) {
+namespace {
+
+ProgramRun runUntilEnd(const std::vector<std::string>& arguments,
+                       const std::map<std::string, std::string>& environment,
+                       const std::function<void()>& prepare,
+                       const std::function<void(pid_t)>& meanwhile) {
   const auto output = makePipe();
   const auto errors = makePipe();
   const pid_t child = ::fork();
@@ -48,19 +55,41 @@ ProgramRun runProgram(const std::vector<std::string>& arguments,
     std::ranges::transform(copies, std::back_inserter(values),
                            [](std::string& value) { return value.data(); });
     values.push_back(nullptr);
+    if (prepare) prepare();
     ::execv(program.c_str(), values.data());
     ::_exit(127);
   }
   ::close(output[1]);
   ::close(errors[1]);
   ProgramRun run;
-  std::thread reader([&] { run.output = readAll(output[0]); });
-  run.errors = readAll(errors[0]);
-  reader.join();
+  std::thread outputReader([&] { run.output = readAll(output[0]); });
+  std::thread errorReader([&] { run.errors = readAll(errors[0]); });
+  if (meanwhile) meanwhile(child);
+  outputReader.join();
+  errorReader.join();
   int status = 0;
-  ::waitpid(child, &status, 0);
+  rusage usage = {};
+  ::wait4(child, &status, 0, &usage);
   run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  // The largest of the program and of the workers that it has waited for.
+  run.peakBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
   return run;
+}
+
+}  // namespace
+
+ProgramRun runProgram(const std::vector<std::string>& arguments,
+                      const std::map<std::string, std::string>& environment,
+                      const std::function<void()>& prepare) {
+  return runUntilEnd(arguments, environment, prepare, {});
+}
+
+ProgramRun runAndSignal(const std::vector<std::string>& arguments, int signal,
+                        std::uint64_t microseconds) {
+  return runUntilEnd(arguments, {}, {}, [&](pid_t program) {
+    std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+    ::kill(program, signal);
+  });
 }
 
 }  // namespace kelvo::test
