@@ -157,12 +157,12 @@ class FileRun {
     // An error of the destination stays with it and is told when it is finalized.
     return true;
   }
+
   [[nodiscard]] Progress progressOf(const FrameInfo& frame) const {
     if (!options_.onProgress) return [] {};
     return
         [this, pixels = std::uint64_t{frame.width} * frame.height] { options_.onProgress(pixels); };
   }
-
 
   static bool noImage(const std::string& text, const Error& cause) {
     NSLog(text, cause.message);

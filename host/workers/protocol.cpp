@@ -141,8 +141,8 @@ void write(Writer& writer, const SetupMessage& message) {
   writer.number(message.maxPixels);
   writer.number(message.maxFrames);
   writer.number(message.maxMemoryBytes);
-  writer.flag(message.keepDepth);
   writer.number(message.threads);
+  writer.flag(message.keepDepth);
   writer.flag(message.dropGainMap);
   writer.flag(message.keepTimes);
   writer.flag(message.breakLinks);
@@ -161,8 +161,8 @@ SetupMessage readSetup(Reader& reader) {
   message.maxPixels = reader.number<std::uint64_t>();
   message.maxFrames = reader.number<std::uint64_t>();
   message.maxMemoryBytes = reader.number<std::uint64_t>();
-  message.keepDepth = reader.flag();
   message.threads = reader.number<std::uint32_t>();
+  message.keepDepth = reader.flag();
   message.dropGainMap = reader.flag();
   message.keepTimes = reader.flag();
   message.breakLinks = reader.flag();

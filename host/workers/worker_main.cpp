@@ -75,9 +75,9 @@ class Worker {
                                setup.threads};
     options_.replace.encode.keepDepth = setup.keepDepth;
     options_.replace.encode.dropGainMap = setup.dropGainMap;
+    options_.replace.encode.threads = setup.threads;
     options_.replace.keepTimes = setup.keepTimes;
     options_.replace.breakLinks = setup.breakLinks;
-    options_.replace.encode.threads = setup.threads;
     options_.replace.dryRun = setup.dryRun;
     options_.onFile = [this](const FileOutcome& outcome) { outcome_ = outcome; };
     options_.onProgress = [this](std::uint64_t framePixels) { tellProgress(framePixels); };
