@@ -25,7 +25,7 @@ IN_MEMORY = Path("/dev/shm")
 SPACE = 2 << 30  # what the largest work's files may take
 # Other tools that take this many seconds run that often at most: what a second more or less of theirs
 # would change is nothing that a target is held to.
-SLOW, RUNS_OF_SLOW = 3.0, 2
+SLOW, RUNS_OF_SLOW = 2.0, 2
 
 
 @dataclass
