@@ -7,10 +7,15 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <functional>
+#include <utility>
 
 #include "platform/image_io/file_descriptor.h"
+#include "platform/image_io/file_destination.h"
+#include "platform/image_io/mapped_file.h"
 #include "tests/image_io/replace/plain_format.h"
 #include "tests/image_io/replace/support.h"
 
@@ -240,6 +245,78 @@ TEST_F(Replace, AFileThatAnotherProgramChangedMeanwhileIsLeftAlone) {
   EXPECT_EQ(result.error().message, "the file was changed by another program meanwhile");
   EXPECT_EQ(readFile(file_), "somebody else's");
   EXPECT_THAT(directory_.names(), ElementsAre("photo"));
+}
+
+// Lets something happen to the old file while the new one is written to the disk.
+class Disturbed : public FileSystem {
+ public:
+  explicit Disturbed(std::function<void()> event) : event_(std::move(event)) {}
+  int fsync(int descriptor) override {
+    event_();
+    return FileSystem::fsync(descriptor);
+  }
+
+ private:
+  std::function<void()> event_;
+};
+
+TEST_F(Replace, AChangeInPlaceShowsThoughItsTimeIsSetBack) {
+  const struct stat before = status();
+  Disturbed disturbed([&] {
+    writeFile(file_, plainFile('x'));  // of the same size
+    const std::array times = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, file_.c_str(), times.data(), 0), 0);
+  });
+  const auto result = rewritePlain(file_, 'b', {}, disturbed);
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.error().message, "the file was changed by another program meanwhile");
+  EXPECT_EQ(readFile(file_), plainFile('x'));
+}
+
+TEST_F(Replace, AnotherModeOrAttributeMeanwhileIsNotLost) {
+  Disturbed modes([&] { ASSERT_EQ(::chmod(file_.c_str(), 0600), 0); });
+  ASSERT_EQ(::chmod(file_.c_str(), 0644), 0);
+  EXPECT_FALSE(rewritePlain(file_, 'b', {}, modes));
+  EXPECT_EQ(status().st_mode & 0777U, 0600U);
+  Disturbed attributes([&] { ASSERT_EQ(::setxattr(file_.c_str(), "user.rating", "5", 1, 0), 0); });
+  EXPECT_FALSE(rewritePlain(file_, 'b', {}, attributes));
+  char rating = 0;
+  EXPECT_EQ(::getxattr(file_.c_str(), "user.rating", &rating, 1), 1);
+  expectUntouched();
+}
+
+// Properties of a frame that was read from this file.
+class ReadFrom final : public FrameProperties {
+ public:
+  explicit ReadFrom(FileBytes file) : file_(std::move(file)) {}
+  [[nodiscard]] const MappedFile* origin() const override { return file_.get(); }
+
+ private:
+  FileBytes file_;
+};
+
+TEST_F(Replace, ALinkThatLeadsElsewhereMeanwhileDoesNotOverwriteWhatItLeadsTo) {
+  const std::string other = directory_.path("other");
+  const std::string link = directory_.path("link");
+  writeFile(other, plainFile('o'));
+  ASSERT_EQ(::symlink("photo", link.c_str()), 0);
+  auto file = MappedFile::open(link);
+  ASSERT_TRUE(file);
+  const ReadFrom properties(*file);
+  ASSERT_EQ(::unlink(link.c_str()), 0);
+  ASSERT_EQ(::symlink("other", link.c_str()), 0);
+  for (const bool create : {false, true}) {
+    auto destination = makeFileDestination(link, kPlainCodec.type, 1, {.create = create},
+                                           std::span(&kPlainCodec, 1), realFileSystem());
+    ASSERT_TRUE(destination);
+    const auto added = CGImageDestinationAddImage(**destination, plainImage('b'), properties);
+    EXPECT_EQ(added.ok(), create);  // a conversion reads one file and writes another
+    if (added) continue;
+    EXPECT_EQ(added.error().message, "the file was changed by another program meanwhile");
+    EXPECT_FALSE(CGImageDestinationFinalize(**destination));
+  }
+  EXPECT_EQ(readFile(other), plainFile('o'));
+  EXPECT_EQ(readFile(file_), plainFile('a'));
 }
 
 TEST_F(Replace, AFullDeviceIsNamedInPlainWords) {
