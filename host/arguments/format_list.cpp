@@ -149,6 +149,19 @@ std::span<const FormatDescription> formatDescriptions() {
           {"lossy or lossless", "quality", "ICC profile", "Exif", "GPS position", "XMP", "alpha",
            "items and properties", "other boxes", "chroma sampling", "colour numbers",
            "depth, with --depth keep", "grid", "turns, mirrors and crops"}},
+      FormatDescription{
+          "JPEG XL",
+          "public.jpeg-xl",
+          "up to 16 bits, with and without alpha; every frame and layer; packed JPEGs",
+          {"lossy or lossless", "quality", "packed JPEG", "ICC profile", "colour numbers", "Exif",
+           "GPS position", "orientation", "XMP", "other boxes", "alpha", "timing", "loop count",
+           "depth, with --depth keep"}},
+      FormatDescription{
+          "JPEG 2000",
+          "public.jpeg-2000",
+          "up to 16 bits, with and without alpha; colour tables; bare codestreams",
+          {"lossy or lossless", "form of the codestream", "comments", "indices", "ICC profile",
+           "Exif", "GPS position", "XMP", "other boxes", "alpha", "depth, with --depth keep"}},
       FormatDescription{"Photoshop", "com.adobe.photoshop-image", "", {}},
   };
   return known;

@@ -118,6 +118,8 @@ extern const Codec kTiffCodec;
 extern const Codec kWebpCodec;
 extern const Codec kHeicCodec;
 extern const Codec kAvifCodec;
+extern const Codec kJxlCodec;
+extern const Codec kJpeg2000Codec;
 extern const Codec kPhotoshopCodec;
 
 }  // namespace kelvo

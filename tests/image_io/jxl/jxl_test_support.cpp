@@ -71,6 +71,9 @@ Bytes makeByLibrary(const LibraryFile& file) {
     JxlEncoderInitFrameHeader(&header);
     file.frame(settings, header, i);
     EXPECT_EQ(JxlEncoderSetFrameHeader(settings, &header), JXL_ENC_SUCCESS);
+    if (!file.names.empty()) {
+      EXPECT_EQ(JxlEncoderSetFrameName(settings, file.names[i].c_str()), JXL_ENC_SUCCESS);
+    }
     const bool crop = header.layer_info.have_crop != 0;
     const Bytes samples = smoothSamples(crop ? header.layer_info.xsize : file.width,
                                         crop ? header.layer_info.ysize : file.height, file.alpha);

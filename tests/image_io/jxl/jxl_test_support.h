@@ -28,6 +28,7 @@ struct LibraryFile {
   bool alpha = false;
   std::size_t frames = 1;
   bool lossless = true;
+  std::vector<std::string> names = {};  // of the frames; none: no names
   std::function<void(JxlBasicInfo& info)> basics = [](JxlBasicInfo&) {};
   std::function<void(JxlEncoder* encoder)> channels = [](JxlEncoder*) {};
   std::function<void(JxlEncoderFrameSettings* settings, JxlFrameHeader& header, std::size_t frame)>
