@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -132,6 +133,23 @@ TEST(XmpGainMap, WhatCannotBeReadCountsAsOne) {
     const auto found = jpeg::findGainMap(packet);
     EXPECT_TRUE(found.present) << packet;
     EXPECT_FALSE(found.without) << packet;
+  }
+}
+
+// The sanitizers watch what it touches.
+TEST(XmpGainMap, DamagedPacketsAreReadWithoutHarm) {
+  const std::string whole = marked(kPictureXmp, true);
+  std::mt19937 random(11);
+  for (int i = 0; i < 2000; ++i) {
+    std::string packet = whole;
+    for (int k = 0; k <= i % 4; ++k) packet[random() % packet.size()] = "<>/=\"' :a"[random() % 9];
+    if (i % 2 != 0) packet.resize(random() % packet.size());
+    const auto found = jpeg::findGainMap(packet);
+    if (found.without) {
+      EXPECT_TRUE(found.present);
+      EXPECT_LT(found.without->size(), packet.size());
+      EXPECT_FALSE(jpeg::findGainMap(*found.without).without) << packet;
+    }
   }
 }
 
@@ -304,6 +322,26 @@ TEST_F(JpegGainMap, TheFileCutAtAnyPlaceIsNeverReplaced) {
     const auto result = rewrite(file_, Adjustment::invert, {.encode = {.dropGainMap = true}});
     ASSERT_FALSE(result) << length;
     ASSERT_EQ(readFile(file_), contents);
+  }
+}
+
+TEST_F(JpegGainMap, DamagedFilesAreRewrittenWholeOrNotAtAll) {
+  const std::string whole =
+      multiPicture({{base_, kPrimary}, {map_, kUndefined}, {preview_, kPreview}}, true);
+  std::mt19937 random(12);
+  for (int i = 0; i < 400; ++i) {
+    std::string damaged = whole;
+    for (int k = 0; k <= i % 3; ++k) {
+      damaged[random() % damaged.size()] = static_cast<char>(random());
+    }
+    writeFile(file_, damaged);
+    if (rewrite(file_, Adjustment::none, {.encode = {.dropGainMap = true}})) {
+      const auto source = CGImageSourceCreateWithURL(NSURL::fileURLWithPath(file_));
+      ASSERT_TRUE(source) << i;
+      EXPECT_EQ(CGImageSourceGetStatus(**source).status, CGImageSourceStatus::complete) << i;
+    } else {
+      ASSERT_TRUE(readFile(file_) == damaged) << i;
+    }
   }
 }
 
