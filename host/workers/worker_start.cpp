@@ -1,21 +1,19 @@
 #include "host/workers/worker_start.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <string>
 
 #include "host/workers/worker_main.h"
 #include "host/workers/worker_process.h"
-
-extern char** environ;
 
 namespace kelvo::host {
 namespace {

@@ -186,9 +186,8 @@ class Lexer {
     const std::string_view word = text_.substr(index_, length);
     const char c = word.front();
     const auto* const known = std::find_if(
-        kWords.begin(), kWords.end(), [&](const Spelling& entry) {
-          return entry.first.front() == c && entry.first == word;
-        });
+        kWords.begin(), kWords.end(),
+        [&](const Spelling& entry) { return entry.first.front() == c && entry.first == word; });
     return take(known == kWords.end() ? TokenKind::identifier : known->second, length);
   }
 

@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <unistd.h>
 
+#include <array>
+#include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <sstream>
