@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -222,6 +223,29 @@ TEST(Settings, OfTheRunReachTheActionToo) {
   // The memory is shared among the workers.
   EXPECT_THAT(place.read("a"),
               HasSubstr("pixels=2000000 frames=7 memory=512 times=1 links=1 gain=1 "));
+}
+
+TEST(Settings, FilesShareTheProcessors) {
+  cpu_set_t own;
+  ASSERT_EQ(::sched_getaffinity(0, sizeof own, &own), 0);
+  const int processors = CPU_COUNT(&own);
+  const auto threads = [](int count) {
+    return " threads=" + std::to_string(count) + "," + std::to_string(count) + " ";
+  };
+  const Workplace place;
+  const std::string alone = place.file("alone");
+  EXPECT_EQ(runKelvo({"invert", alone}).status, 0);
+  EXPECT_THAT(place.read("alone"), HasSubstr(threads(processors)));
+  const std::string a = place.file("a");
+  const std::string b = place.file("b");
+  EXPECT_EQ(runKelvo({"invert", "--jobs", "1", a, b}).status, 0);
+  EXPECT_THAT(place.read("b"), HasSubstr(threads(processors)));
+  EXPECT_EQ(runKelvo({"invert", "--jobs", "2", a, b}).status, 0);
+  EXPECT_THAT(place.read("a"), HasSubstr(threads(std::max(1, processors / 2))));
+  std::vector<std::string> many = {"invert"};
+  for (int i = 0; i < processors; ++i) many.push_back(place.file("f" + std::to_string(i)));
+  EXPECT_EQ(runKelvo(many).status, 0);
+  EXPECT_THAT(place.read("f0"), HasSubstr(threads(1)));
 }
 
 TEST(Settings, LeaveTheFilesAloneInADryRun) {

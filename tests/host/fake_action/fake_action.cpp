@@ -201,7 +201,9 @@ class FakeAction final : public AMBundleAction {
            " memory=" + std::to_string(options.limits.maxMemoryBytes) +
            " times=" + std::to_string(options.keepTimes) +
            " links=" + std::to_string(options.breakLinks) +
-           " gain=" + std::to_string(options.encode.dropGainMap);
+           " gain=" + std::to_string(options.encode.dropGainMap) +
+           " threads=" + std::to_string(options.limits.threads) + "," +
+           std::to_string(options.encode.threads);
   }
 
   int opened_ = 0;
