@@ -84,9 +84,9 @@ class Search {
     const std::size_t colon = name.find(':');
     const std::string_view prefix =
         colon == std::string_view::npos ? std::string_view() : name.substr(0, colon);
-    for (auto known = namespaces_.rbegin(); known != namespaces_.rend(); ++known) {
-      if (known->first == prefix) return known->second;
-    }
+    const auto known = std::find_if(namespaces_.rbegin(), namespaces_.rend(),
+                                    [&](const auto& one) { return one.first == prefix; });
+    if (known != namespaces_.rend()) return known->second;
     return prefix == "hdrgm" ? kMapNamespace : std::string_view();
   }
 
