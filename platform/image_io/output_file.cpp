@@ -11,6 +11,8 @@ namespace {
 
 // Large enough that the cost of a system call vanishes beside that of compressing its bytes.
 constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
+// Pieces as large as this are not worth a copy.
+constexpr std::size_t kDirectBytes = std::size_t{64} << 10;
 
 }  // namespace
 
@@ -40,10 +42,11 @@ Result<void> OutputFile::writeThrough(std::span<const std::byte> bytes, std::uin
 
 Result<void> OutputFile::write(std::span<const std::byte> bytes) {
   if (!failure_) return failure_;
-  if (buffer_.size() + bytes.size() > kBufferBytes) {
+  const bool direct = bytes.size() >= kDirectBytes;
+  if (direct || buffer_.size() + bytes.size() > kBufferBytes) {
     if (auto flushed = flush(); !flushed) return flushed;
   }
-  if (bytes.size() >= kBufferBytes) {
+  if (direct) {
     if (auto written = writeThrough(bytes, position_); !written) return written;
   } else {
     buffer_.insert(buffer_.end(), bytes.begin(), bytes.end());
