@@ -7,4 +7,6 @@ import gif_rows
 import webp_rows
 import bmp_rows
 import heif_rows
+import jxl_rows
+import jpeg2000_rows
 import photoshop_rows

@@ -3,7 +3,7 @@
 import struct
 
 from harness import add_format, convert, exiftool, kept, refused, require, run, told
-from pictures import by_imagemagick, deep_ppm, few_colors, pam, ppm, profile
+from pictures import by_imagemagick, deep_ppm, few_colors, pam, photograph, ppm, profile
 from tiff_parts import Tiff, every_tag, exif_with_maker_note, ifd, strile_count, tags, with_entries
 
 T = "TIFF"
@@ -210,14 +210,34 @@ refused(T, "colours", "CMYK", plain("-colorspace", "CMYK"), made="ImageMagick")
 refused(T, "colours", "L*a*b*", plain("-colorspace", "Lab"), made="ImageMagick")
 
 
-def sub_picture(work):
-    data = plain()(work).read_bytes()
-    frame = Tiff(data).directories[0]
-    return work.put("photo.tif", with_entries(data, sub=(
-        [(tag, *frame[tag]) for tag in (256, 257, 258, 259, 262, 273, 277, 278, 279)],)))
+def smaller_picture(kind):
+    """A file with another picture in a sub-directory: 48 x 32 RGB, one strip."""
+    def make(work):
+        data = plain()(work).read_bytes()
+        data += bytes(len(data) % 2)
+        at, pixels = len(data), photograph(48, 32, 1)
+        word = lambda v: struct.pack(Tiff(data).order + "I", v)
+        half = lambda *v: struct.pack(f"{Tiff(data).order}{len(v)}H", *v)
+        return work.put("photo.tif", with_entries(data + pixels, sub=([
+            (254, 4, 1, word(kind)), (256, 4, 1, word(48)), (257, 4, 1, word(32)),
+            (258, 3, 3, half(8, 8, 8)), (259, 3, 1, half(1)), (262, 3, 1, half(2)),
+            (273, 4, 1, word(at)), (277, 3, 1, half(3)), (278, 4, 1, word(32)),
+            (279, 4, 1, word(len(pixels)))],)))
+    return make
 
 
-refused(T, "sub-directories", "with a picture", sub_picture, made=HAND)
+def with_smaller(path):
+    """The frame, and the picture of the sub-directory."""
+    tiff = Tiff(path.read_bytes())
+    (below,), = tiff.sub_directories(tiff.directories[0]).values()
+    at, size = tiff.numbers(below[273])[0], tiff.numbers(below[279])[0]
+    pixels = tiff.data[at:at + size]
+    opaque = b"".join(pixels[i:i + 3] + b"\xff" for i in range(0, size, 3))
+    return by_imagemagick("tiff")(path) + [(48, 32, opaque)]
+
+
+kept(T, "sub-directories", "with the picture in another size", smaller_picture(1), tags(330),
+     outcome="adjusted, too", decode=with_smaller, made=HAND, compared=TAGS)
 refused(T, "layers", "of an image editor", lambda work: work.put("photo.tif", with_entries(
     plain()(work).read_bytes(), (37724, 7, 44, b"Adobe Photoshop Document Data Block\0MIB8ryaL"))),
         made=HAND)
