@@ -175,7 +175,7 @@ void TiffFile::readSubDirectories() {
   };
   for (const Directory& frame : frames_) follow(frame);
   // Grows while it is walked.
-  for (std::size_t i = 0; i < subs_.size() && subs_.size() < most; ++i) {
+  for (std::size_t i = 0; i < subs_.size() && isComplete(problem_); ++i) {
     const Directory from = subs_[i].directory;
     follow(from);
   }
