@@ -159,7 +159,8 @@ class MarkerReader {
         style.blockStyle > kPartOneBlockStyles) {
       obstacle("a way of coding beyond Part 1 of the format cannot be written back");
     }
-    if (style.layers > kMostLayers) obstacle("more than 100 layers cannot be written back");
+    // The library makes room for each, whether or not anything is in it.
+    if (style.layers > kMostLayers) return Error{"it has more than 100 layers"};
     return {};
   }
 

@@ -17,6 +17,8 @@ JxlPixelFormat pixelFormat(const PixelLayout& layout) {
 }
 
 Result<std::vector<std::byte>> decodeFrame(const JxlFile& file, std::size_t frame) {
+  // There may be any number of channels.
+  if (!file.headers.obstacle.empty()) return Error{file.headers.obstacle};
   // Before the decoder, which may use it until it is gone.
   const Runner runner = makeRunner(file.limits.threads);
   const Decoder owned(JxlDecoderCreate(nullptr));

@@ -50,6 +50,10 @@ class Source final : public CodecSource {
             .bitsPerComponent = file_->headers.info.bits_per_sample};
   }
 
+  [[nodiscard]] unsigned orientation(std::size_t /*frame*/) const override {
+    return static_cast<unsigned>(file_->headers.info.orientation);
+  }
+
   [[nodiscard]] SourceStatus status() const override {
     if (file_->container.status.status != CGImageSourceStatus::complete) {
       return file_->container.status;
@@ -161,7 +165,13 @@ Result<void> checkMemory(const JxlFile& file, const Frame& frame, Use use) {
   constexpr std::uint64_t kRewriteBytesPerPixel = 80;
   const std::uint64_t bytesPerPixel =
       use == Use::decode ? kDecodeBytesPerPixel : kRewriteBytesPerPixel;
-  const std::uint64_t needed = std::uint64_t{frame.width} * frame.height * bytesPerPixel;
+  // Pictures that others refer to: up to four, of floating-point samples.
+  constexpr std::uint64_t kReferenceBytesPerPixel = 64;
+  const JxlBasicInfo& info = file.headers.info;
+  std::uint64_t needed = std::uint64_t{frame.width} * frame.height * bytesPerPixel;
+  if (file.headers.frames.size() > 1) {
+    needed += std::uint64_t{info.xsize} * info.ysize * kReferenceBytesPerPixel;
+  }
   if (needed <= file.limits.maxMemoryBytes) return {};
   return Error{fmt::format(
       "a picture of {} x {} pixels takes {} bytes of memory, over the limit of {} (--max-memory)",

@@ -118,5 +118,21 @@ TEST(Jpeg2000Damage, TiledPicturesTakeMemoryForARowOfTiles) {
   EXPECT_TRUE(tryPixels(kJpeg2000Codec, makeJpeg2000("-t 64,64", "jp2", 300, 400), 0, tight));
 }
 
+TEST(Jpeg2000Damage, ManySmallPartsCountAsMemory) {
+  const Limits tight = {.maxMemoryBytes = 400'000};
+  EXPECT_TRUE(tryPixels(kJpeg2000Codec, makeJpeg2000("", "jp2", 64, 64), 0, tight));
+  EXPECT_FALSE(tryPixels(kJpeg2000Codec, makeJpeg2000("-b 4,4", "jp2", 64, 64), 0, tight));
+  EXPECT_FALSE(tryPixels(kJpeg2000Codec, makeJpeg2000("-c [8,8]", "jp2", 64, 64), 0, tight));
+}
+
+TEST(Jpeg2000Damage, TooManyLayersAreRefused) {
+  Bytes file = makeJpeg2000("", "j2k");
+  const Bytes style = fromHex("ff52000c");
+  const auto at = std::search(file.begin(), file.end(), style.begin(), style.end());
+  ASSERT_NE(at, file.end());
+  *(at + 6) = std::byte{0xFF};
+  EXPECT_EQ(openError(kJpeg2000Codec, file), "it has more than 100 layers");
+}
+
 }  // namespace
 }  // namespace kelvo::image_io_test
