@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "host/workers/upright.h"
 #include "platform/image_io/cg_image_source.h"
 
 namespace kelvo::host {
@@ -171,6 +172,7 @@ Result<void> makePicture(const PictureRequestMessage& request, PictureMessage& p
     return pixels.error();
   }
   picture.pixels = std::move(pixels).value();
+  makeUpright(picture, (*source)->frames().orientation(0));
   return {};
 }
 

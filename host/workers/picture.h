@@ -7,6 +7,7 @@ namespace kelvo::host {
 // Decodes the file's first frame in strips and averages it down, in proportion, so that its longer
 // side has at most as many pixels as asked for; a smaller frame stays as it is. Every pixel counts
 // in one pixel of the picture. CMYK and Lab frames have no picture.
+// The picture is upright: turned and mirrored as the file says.
 PictureMessage makePicture(const PictureRequestMessage& request);
 
 }  // namespace kelvo::host

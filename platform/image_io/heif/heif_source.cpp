@@ -4,6 +4,7 @@
 
 #include "platform/image_io/codec_module.h"
 #include "platform/image_io/heif/heif_file.h"
+#include "platform/image_io/heif/orientation.h"
 #include "platform/image_io/heif/picture_rows.h"
 #include "platform/image_io/mapped_file.h"
 
@@ -22,6 +23,10 @@ class Source final : public CodecSource {
     return {.width = picture.width,
             .height = picture.height,
             .bitsPerComponent = format ? format->depth : 8};
+  }
+
+  [[nodiscard]] unsigned orientation(std::size_t frame) const override {
+    return orientationOf(file_->structure, file_->pictures.frames[frame].picture.item);
   }
 
   [[nodiscard]] SourceStatus status() const override {

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/image_io/exif_orientation.h"
 #include "platform/image_io/jpeg/gain_map.h"
 #include "platform/image_io/jpeg/jpeg_decoder.h"
 #include "platform/image_io/jpeg/jpeg_metadata.h"
@@ -83,6 +84,14 @@ class Source final : public CodecSource {
   [[nodiscard]] FrameInfo info(std::size_t frame) const override {
     const Structure& header = pictures_[frame].header;
     return {.width = header.width, .height = header.height, .bitsPerComponent = 8};
+  }
+
+  [[nodiscard]] unsigned orientation(std::size_t frame) const override {
+    constexpr std::uint8_t kApp1 = 0xE1;
+    for (const Segment& segment : pictures_[frame].header.segments) {
+      if (hasIdentifier(segment, kApp1, "Exif")) return exifOrientation(segment.payload);
+    }
+    return 1;
   }
 
   [[nodiscard]] SourceStatus status() const override {

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/image_io/exif_orientation.h"
 #include "platform/image_io/png/png_profile.h"
 #include "platform/image_io/png/png_rows.h"
 
@@ -24,6 +25,13 @@ class PngSource final : public CodecSource {
         .width = header.width,
         .height = header.height,
         .bitsPerComponent = header.color == PngColor::indexed ? std::uint32_t{8} : header.bitDepth};
+  }
+
+  unsigned orientation(std::size_t /*frame*/) const override {
+    for (const PngChunk& chunk : file_->chunks()) {
+      if (chunk.name() == "eXIf") return exifOrientation(chunk.data);
+    }
+    return 1;
   }
 
   SourceStatus status() const override {

@@ -122,4 +122,12 @@ std::vector<std::uint64_t> integers(const View& view, const Entry& entry) {
   return values;
 }
 
+unsigned orientation(const View& view, const Directory& directory) {
+  const Entry* const entry = directory.find(kOrientation);
+  if (entry == nullptr || entry->count != 1) return 1;
+  const auto values = integers(view, *entry);
+  return values.size() == 1 && values[0] >= 1 && values[0] <= 8 ? static_cast<unsigned>(values[0])
+                                                                : 1;
+}
+
 }  // namespace kelvo::tiff

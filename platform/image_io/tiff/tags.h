@@ -13,6 +13,7 @@ enum Tag : std::uint16_t {
   kPhotometric = 262,
   kFillOrder = 266,
   kStripOffsets = 273,
+  kOrientation = 274,
   kSamplesPerPixel = 277,
   kRowsPerStrip = 278,
   kStripByteCounts = 279,

@@ -53,6 +53,9 @@ class TiffSource final : public CodecSource {
             .bitsPerComponent =
                 picture->photometric == tiff::kPalette ? std::uint32_t{8} : picture->bits};
   }
+  [[nodiscard]] unsigned orientation(std::size_t frame) const override {
+    return tiff::orientation(file_->view(), file_->frames()[frame]);
+  }
   [[nodiscard]] SourceStatus status() const override { return file_->status(); }
   [[nodiscard]] Result<CGImage> image(std::size_t frame) const override {
     return tiff::makeFrameImage(file_, frame);

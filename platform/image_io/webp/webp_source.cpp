@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <webp/encode.h>
 
+#include "platform/image_io/exif_orientation.h"
 #include "platform/image_io/webp/webp_rows.h"
 
 namespace kelvo {
@@ -17,6 +18,13 @@ class WebpSource final : public CodecSource {
   FrameInfo info(std::size_t frame) const override {
     const WebpFrame& found = file_->frames()[frame];
     return {.width = found.width, .height = found.height, .bitsPerComponent = 8};
+  }
+
+  unsigned orientation(std::size_t /*frame*/) const override {
+    for (const WebpChunk& chunk : file_->chunks()) {
+      if (chunk.name() == "EXIF") return exifOrientation(chunk.data);
+    }
+    return 1;
   }
 
   SourceStatus status() const override { return file_->status(); }

@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "host/window/picture_loader.h"
+#include "host/workers/upright.h"
 #include "tests/support/temporary_directory.h"
 
 namespace kelvo::host {
@@ -116,6 +117,50 @@ TEST_F(PictureTest, SaysWhyThereIsNone) {
   const std::string whole = kelvo::testing::readFile(path);
   kelvo::testing::writeFile(path, whole.substr(0, whole.size() - 30));
   EXPECT_NE(makePicture({path, 10}).failure, "");
+}
+
+// One letter a pixel.
+PictureMessage lettered(std::string_view letters, std::uint32_t width) {
+  PictureMessage picture;
+  picture.width = width;
+  picture.height = static_cast<std::uint32_t>(letters.size()) / width;
+  picture.fullWidth = picture.width * 10;
+  picture.fullHeight = picture.height * 10;
+  for (const char letter : letters) {
+    picture.pixels.append(4, letter);
+  }
+  return picture;
+}
+
+std::string letters(const PictureMessage& picture) {
+  std::string text;
+  for (std::size_t i = 0; i < picture.pixels.size(); i += 4) {
+    text += picture.pixels[i];
+    if (text.size() % (picture.width + 1) == picture.width) {
+      text += '/';
+    }
+  }
+  return text;
+}
+
+TEST_F(PictureTest, IsTurnedAndMirroredAsTheFileSays) {
+  const char* const upright[] = {"abc/def/",  "cba/fed/",  "fed/cba/",  "def/abc/",
+                                 "ad/be/cf/", "da/eb/fc/", "fc/eb/da/", "cf/be/ad/"};
+  for (unsigned orientation = 1; orientation <= 8; ++orientation) {
+    PictureMessage picture = lettered("abcdef", 3);
+    makeUpright(picture, orientation);
+    EXPECT_EQ(letters(picture), upright[orientation - 1]) << "orientation " << orientation;
+    EXPECT_EQ(picture.fullWidth, orientation < 5 ? 30U : 20U);
+    EXPECT_EQ(picture.fullHeight, orientation < 5 ? 20U : 30U);
+  }
+}
+
+TEST_F(PictureTest, StaysAsItIsWhereTheOrientationMakesNoSense) {
+  for (const unsigned orientation : {0U, 9U, 65535U}) {
+    PictureMessage picture = lettered("abcdef", 3);
+    makeUpright(picture, orientation);
+    EXPECT_EQ(letters(picture), "abc/def/");
+  }
 }
 
 // Waits for one picture of the loader.
