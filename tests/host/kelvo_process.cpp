@@ -210,7 +210,12 @@ std::string Workplace::workflow(const std::string& name,
 }
 
 void Workplace::awaitBegun(const std::string& name) const {
-  while (!exists(name + ".begun")) {
+  constexpr int kMilliseconds = 60'000;
+  for (int waited = 0; !exists(name + ".begun"); ++waited) {
+    if (waited == kMilliseconds) {
+      ADD_FAILURE() << name << " was not begun";
+      return;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
