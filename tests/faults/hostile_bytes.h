@@ -15,7 +15,7 @@ inline std::string big(std::uint64_t value, int bytes) {
 
 inline std::string little(std::uint64_t value, int bytes) {
   std::string text;
-  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i) & 0xFFU);
+  for (int i = 0; i < bytes; ++i, value >>= 8U) text += static_cast<char>(value & 0xFFU);
   return text;
 }
 

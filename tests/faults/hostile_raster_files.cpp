@@ -279,7 +279,7 @@ std::vector<HostileFile> hostileBmps() {
 
 std::vector<HostileFile> hostileWebps() {
   const std::string head = losslessHead(1, 1);
-  const auto frame = [&](std::uint32_t width, std::uint32_t height) {
+  const auto frame = [=](std::uint32_t width, std::uint32_t height) {
     return riff("ANMF", little(0, 6) + little(width - 1, 3) + little(height - 1, 3) + little(1, 3) +
                             little(0, 1) + riff("VP8L", losslessHead(width, height)));
   };
@@ -340,7 +340,7 @@ std::vector<HostileFile> hostileJpegs() {
   const auto field = [](unsigned tag, unsigned type, unsigned count, const std::string& value) {
     return big(tag, 2) + big(type, 2) + big(count, 4) + value;
   };
-  const auto index = [&](std::uint32_t pictures, std::uint32_t size, std::uint32_t offset) {
+  const auto index = [=](std::uint32_t pictures, std::uint32_t size, std::uint32_t offset) {
     std::string entries = big(0x20030000U, 4) + big(sample.size(), 4) + big(0, 8);
     entries += big(0, 4) + big(size, 4) + big(offset, 4) + big(0, 4);
     return std::string("MPF\0", 4) + tiff + field(0xB000, 7, 4, "0100") +
