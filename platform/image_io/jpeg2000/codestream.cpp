@@ -290,9 +290,18 @@ Result<std::vector<std::byte>> withKeptSegments(Bytes fresh, const Codestream& o
     if (marker != kComment && marker != kRegistration) {
       append(fresh.subspan(position, bytes));
       if (marker == kSize) {
-        const std::size_t profile = result.size() - bytes + 4;
-        result[profile] = static_cast<std::byte>(old.profile >> 8U);
-        result[profile + 1] = static_cast<std::byte>(old.profile);
+        constexpr std::size_t kProfileOffset = 4;
+        constexpr std::size_t kTileOffset = 22;
+        const std::size_t segment = result.size() - bytes;
+        const auto put = [&](std::size_t offset, std::uint64_t value, std::size_t count) {
+          heif::Builder number;
+          number.number(value, count);
+          std::copy(number.bytes().begin(), number.bytes().end(),
+                    result.begin() + static_cast<std::ptrdiff_t>(segment + offset));
+        };
+        put(kProfileOffset, old.profile, 2);
+        put(kTileOffset, old.grid.tileWidth, 4);
+        put(kTileOffset + 4, old.grid.tileHeight, 4);
       }
     }
     position += bytes;

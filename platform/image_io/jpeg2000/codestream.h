@@ -49,6 +49,13 @@ struct Grid {
 
   [[nodiscard]] std::uint32_t width() const { return right - left; }
   [[nodiscard]] std::uint32_t height() const { return bottom - top; }
+  // Of a tile that reaches past the picture, what does not.
+  [[nodiscard]] std::uint32_t usedTileWidth() const {
+    return tileWidth < right - tileLeft ? tileWidth : right - tileLeft;
+  }
+  [[nodiscard]] std::uint32_t usedTileHeight() const {
+    return tileHeight < bottom - tileTop ? tileHeight : bottom - tileTop;
+  }
   [[nodiscard]] std::uint32_t columns() const {
     return static_cast<std::uint32_t>((std::uint64_t{right} - tileLeft + tileWidth - 1) /
                                       tileWidth);
@@ -83,7 +90,7 @@ Result<Codestream> readCodestream(Bytes bytes);
 // Two codestreams that are stored in the same way, depth and coded data aside.
 bool sameForm(const Codestream& a, const Codestream& b);
 
-// A new codestream with the old one's profile and kept segments in its main header.
+// A new codestream with the old one's profile, size of tiles and kept segments in its main header.
 Result<std::vector<std::byte>> withKeptSegments(Bytes fresh, const Codestream& old);
 
 }  // namespace kelvo::jpeg2000

@@ -26,8 +26,9 @@ opj_cparameters_t TileEncoder::parameters() const {
   parameters.tile_size_on = OPJ_TRUE;
   parameters.cp_tx0 = static_cast<int>(old.grid.tileLeft);
   parameters.cp_ty0 = static_cast<int>(old.grid.tileTop);
-  parameters.cp_tdx = static_cast<int>(old.grid.tileWidth);
-  parameters.cp_tdy = static_cast<int>(old.grid.tileHeight);
+  // The library makes room for whole tiles, however far they reach past the picture.
+  parameters.cp_tdx = static_cast<int>(old.grid.usedTileWidth());
+  parameters.cp_tdy = static_cast<int>(old.grid.usedTileHeight());
   parameters.csty = static_cast<int>(style.flags);
   parameters.prog_order = static_cast<OPJ_PROG_ORDER>(style.progression);
   parameters.numresolution = static_cast<int>(style.levels) + 1;

@@ -73,6 +73,18 @@ TEST(Jpeg2000Keeping, CommentsOfTheCodestreamStay) {
   EXPECT_FALSE(contains(written, fromText("Created by")));
 }
 
+// SIZ follows SOC; the size of tiles is at 24.
+TEST(Jpeg2000Keeping, TilesThatReachFarPastThePictureDoSoAfterwards) {
+  Bytes file = makeJpeg2000("", "j2k");
+  const Bytes size = fromHex("04ff5d00 7fffffff");
+  std::copy(size.begin(), size.end(), file.begin() + 24);
+  EXPECT_EQ(pixels(kJpeg2000Codec, file), smoothSamples(120, 90));
+  const Bytes written = rewrite(kJpeg2000Codec, file, inverted);
+  ASSERT_GT(written.size(), 60U);
+  EXPECT_EQ(Bytes(written.begin(), written.begin() + 50), Bytes(file.begin(), file.begin() + 50));
+  EXPECT_EQ(pixels(kJpeg2000Codec, written), complement(smoothSamples(120, 90)));
+}
+
 TEST(Jpeg2000Keeping, IccProfilesStayByteForByte) {
   // Nobody looks further into it than the colour space.
   Bytes profile = concat({Bytes(16), fromText("RGB XYZ "), Bytes(300, std::byte{0x5A})});
