@@ -247,7 +247,11 @@ void Scheduler::listen(Slot& slot) {
 void Scheduler::end(Slot& slot, const std::string& why) {
   const bool wasReady = slot.ready;
   std::string reason = dropWorker(slot);
-  if (!why.empty()) reason = why;
+  if (!why.empty()) {
+    reason = why;
+  } else if (stops_.count() > 1) {
+    reason = "the run was stopped while the file was being worked on";
+  }
   if (slot.file) {
     TaskResult result;
     result.crash = std::move(reason);

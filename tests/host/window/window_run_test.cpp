@@ -338,7 +338,7 @@ TEST_F(WindowRunFake, GivesUpTheFilesBeingWorkedOnWhenStoppedTwice) {
   widget<QPushButton>("stop").click();
   finish();
   EXPECT_EQ(state(0), FileState::failed);
-  EXPECT_EQ(message(0), "Error: the worker process crashed (signal 9)");
+  EXPECT_EQ(message(0), "Error: the run was stopped while the file was being worked on");
   EXPECT_EQ(place_.rewritings("wait"), 0);
 }
 
