@@ -8,11 +8,13 @@ import shutil
 import subprocess
 import tempfile
 from dataclasses import dataclass
+from functools import cached_property
 from pathlib import Path
 from typing import Callable
 
 ADJUSTMENTS = ("invert", "equalize")  # pixel by pixel, and one that measures the whole picture
 ROWS = []
+NAMES = set()
 FORMATS = {}
 
 
@@ -116,7 +118,7 @@ class Row:
     compared: str  # by what
     check: Callable  # of a Work; gives the outcome
 
-    @property
+    @cached_property
     def name(self):
         words = f"{self.format}.{self.topic}" + (f".{self.case}" if self.case else "")
         return re.sub(r"[^A-Za-z0-9.]+", "-", words).strip("-").lower()
@@ -140,7 +142,8 @@ def add_format(*values):
 
 
 def add(row):
-    require(all(row.name != other.name for other in ROWS), f"two rows are named {row.name}")
+    require(row.name not in NAMES, f"two rows are named {row.name}")
+    NAMES.add(row.name)
     ROWS.append(row)
 
 
