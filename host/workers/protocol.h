@@ -98,9 +98,9 @@ struct PictureMessage {
   friend bool operator==(const PictureMessage&, const PictureMessage&) = default;
 };
 
-using Message = std::variant<SetupMessage, FileMessage, ReadyMessage, SetupFailedMessage,
-                             LogMessage, DoneMessage, PictureRequestMessage, PictureMessage,
-                             ProgressMessage>;
+using Message =
+    std::variant<SetupMessage, FileMessage, ReadyMessage, SetupFailedMessage, LogMessage,
+                 DoneMessage, PictureRequestMessage, PictureMessage, ProgressMessage>;
 
 // A frame is the payload's length (4 bytes, least significant first) and the payload.
 constexpr std::size_t kLargestPayload = std::size_t{64} << 20U;

@@ -69,8 +69,8 @@ class CodecSource {
 
   [[nodiscard]] virtual std::size_t count() const = 0;
   [[nodiscard]] virtual FrameInfo info(std::size_t frame) const = 0;
-  // How the frame is to be turned and mirrored to be looked at, as an EXIF value: 1 to 8, 1 being as
-  // it is stored. Rows are always as they are stored.
+  // How the frame is to be turned and mirrored to be looked at, as an EXIF value: 1 to 8, 1 being
+  // as it is stored. Rows are always as they are stored.
   [[nodiscard]] virtual unsigned orientation(std::size_t /*frame*/) const { return 1; }
   // Walks the file's own structure to its end, decoding no pixels.
   [[nodiscard]] virtual SourceStatus status() const = 0;

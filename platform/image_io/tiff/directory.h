@@ -81,8 +81,8 @@ DirectoryResult readDirectory(const View& view, std::uint64_t offset);
 // the file does not hold them.
 std::vector<std::uint64_t> integers(const View& view, const Entry& entry);
 
-// How the directory's picture is to be turned and mirrored to be looked at: 1 to 8, 1 being as it is
-// stored, which is also what it is if the directory tells nothing sensible.
+// How the directory's picture is to be turned and mirrored to be looked at: 1 to 8, 1 being as it
+// is stored, which is also what it is if the directory tells nothing sensible.
 unsigned orientation(const View& view, const Directory& directory);
 
 // Empty where the file does not hold them.
