@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-// LZW as TIFF has it (section 13 of its specification): codes of 9 to 12 bits, the first bit
+// LZW as TIFF has it (TIFF 6.0, section 13): codes of 9 to 12 bits, the first bit
 // highest, wider one code earlier than need be.
 namespace kelvo::tiff {
 
