@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "platform/image_io/codec.h"
 
 namespace kelvo {
@@ -18,5 +20,20 @@ using CodecModuleFunction = const CodecModule*();
 
 // Loads "NAME.so" from the folder "kelvo" beside this library; once loaded it stays. Thread-safe.
 Result<const CodecModule*> loadCodecModule(const char* name);
+
+// A Codec's `open` and `createWriter`, by the module of this name.
+template <const char* kModule>
+Result<std::unique_ptr<CodecSource>> openByModule(FileBytes file, const Limits& limits) {
+  const auto module = loadCodecModule(kModule);
+  if (!module) return module.error();
+  return (*module)->open(std::move(file), limits);
+}
+template <const char* kModule>
+Result<std::unique_ptr<CodecWriter>> createWriterByModule(OutputFile& file, std::size_t frames,
+                                                          const EncodeOptions& options) {
+  const auto module = loadCodecModule(kModule);
+  if (!module) return module.error();
+  return (*module)->createWriter(file, frames, options);
+}
 
 }  // namespace kelvo

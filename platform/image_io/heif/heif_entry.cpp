@@ -9,7 +9,7 @@ namespace kelvo {
 namespace heif {
 namespace {
 
-constexpr const char* kModule = "kelvo-heif";
+constexpr char kModule[] = "kelvo-heif";
 
 constexpr std::array kAvifBrands = {fourCC("avif"), fourCC("avis")};
 constexpr std::array kHeifBrands = {fourCC("heic"), fourCC("heix"), fourCC("heim"), fourCC("heis"),
@@ -39,32 +39,19 @@ bool matchesHeic(std::span<const std::byte> head) {
   return claims(head, kHeifBrands) && !claims(head, kAvifBrands);
 }
 
-Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->open(std::move(file), limits);
-}
-
-Result<std::unique_ptr<CodecWriter>> createWriter(OutputFile& file, std::size_t frames,
-                                                  const EncodeOptions& options) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->createWriter(file, frames, options);
-}
-
 }  // namespace
 }  // namespace heif
 
 const Codec kHeicCodec = {.type = "public.heic",
                           .displayName = "HEIC",
                           .matches = &heif::matchesHeic,
-                          .open = &heif::open,
-                          .createWriter = &heif::createWriter};
+                          .open = &openByModule<heif::kModule>,
+                          .createWriter = &createWriterByModule<heif::kModule>};
 
 const Codec kAvifCodec = {.type = "public.avif",
                           .displayName = "AVIF",
                           .matches = &heif::matchesAvif,
-                          .open = &heif::open,
-                          .createWriter = &heif::createWriter};
+                          .open = &openByModule<heif::kModule>,
+                          .createWriter = &createWriterByModule<heif::kModule>};
 
 }  // namespace kelvo

@@ -8,7 +8,7 @@ namespace kelvo {
 namespace jpeg2000 {
 namespace {
 
-constexpr const char* kModule = "kelvo-jpeg2000";
+constexpr char kModule[] = "kelvo-jpeg2000";
 
 constexpr std::array<unsigned char, 4> kCodestream = {0xFF, 0x4F, 0xFF, 0x51};
 constexpr std::array<unsigned char, 12> kBoxes = {0,   0,   0,    0x0C, 'j',  'P',
@@ -25,26 +25,13 @@ bool matches(std::span<const std::byte> head) {
   return startsWith(head, kCodestream) || startsWith(head, kBoxes);
 }
 
-Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->open(std::move(file), limits);
-}
-
-Result<std::unique_ptr<CodecWriter>> createWriter(OutputFile& file, std::size_t frames,
-                                                  const EncodeOptions& options) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->createWriter(file, frames, options);
-}
-
 }  // namespace
 }  // namespace jpeg2000
 
 const Codec kJpeg2000Codec = {.type = "public.jpeg-2000",
                               .displayName = "JPEG 2000",
                               .matches = &jpeg2000::matches,
-                              .open = &jpeg2000::open,
-                              .createWriter = &jpeg2000::createWriter};
+                              .open = &openByModule<jpeg2000::kModule>,
+                              .createWriter = &createWriterByModule<jpeg2000::kModule>};
 
 }  // namespace kelvo

@@ -8,7 +8,7 @@ namespace kelvo {
 namespace jxl {
 namespace {
 
-constexpr const char* kModule = "kelvo-jxl";
+constexpr char kModule[] = "kelvo-jxl";
 
 constexpr std::array<unsigned char, 2> kCodestream = {0xFF, 0x0A};
 constexpr std::array<unsigned char, 12> kContainer = {0,   0,   0,    0x0C, 'J',  'X',
@@ -25,26 +25,13 @@ bool matches(std::span<const std::byte> head) {
   return startsWith(head, kCodestream) || startsWith(head, kContainer);
 }
 
-Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->open(std::move(file), limits);
-}
-
-Result<std::unique_ptr<CodecWriter>> createWriter(OutputFile& file, std::size_t frames,
-                                                  const EncodeOptions& options) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->createWriter(file, frames, options);
-}
-
 }  // namespace
 }  // namespace jxl
 
 const Codec kJxlCodec = {.type = "public.jpeg-xl",
                          .displayName = "JPEG XL",
                          .matches = &jxl::matches,
-                         .open = &jxl::open,
-                         .createWriter = &jxl::createWriter};
+                         .open = &openByModule<jxl::kModule>,
+                         .createWriter = &createWriterByModule<jxl::kModule>};
 
 }  // namespace kelvo

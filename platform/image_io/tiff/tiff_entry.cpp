@@ -5,22 +5,9 @@
 namespace kelvo {
 namespace {
 
-constexpr const char* kModule = "kelvo-tiff";
+constexpr char kModule[] = "kelvo-tiff";
 
 bool matches(std::span<const std::byte> head) { return tiff::readHeader(head).ok(); }
-
-Result<std::unique_ptr<CodecSource>> open(FileBytes file, const Limits& limits) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->open(std::move(file), limits);
-}
-
-Result<std::unique_ptr<CodecWriter>> createWriter(OutputFile& file, std::size_t frames,
-                                                  const EncodeOptions& options) {
-  const auto module = loadCodecModule(kModule);
-  if (!module) return module.error();
-  return (*module)->createWriter(file, frames, options);
-}
 
 }  // namespace
 
@@ -28,8 +15,8 @@ const Codec kTiffCodec = {
     .type = "public.tiff",
     .displayName = "TIFF",
     .matches = &matches,
-    .open = &open,
-    .createWriter = &createWriter,
+    .open = &openByModule<kModule>,
+    .createWriter = &createWriterByModule<kModule>,
 };
 
 }  // namespace kelvo
