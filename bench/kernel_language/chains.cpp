@@ -138,6 +138,28 @@ Chain threshold() {
   return chain("threshold_rgb8", kRgb8, kRgb8, w, {v, v, v, p[3]});
 }
 
+// Pixels near a colour in a cone of hues turned, the others kept by way of opacity.
+Chain nearColor() {
+  Writer w;
+  const Pixel p = w.opaqueInput();
+  const ValueId low = w.b.binary(Op::min, p[0], w.b.binary(Op::min, p[1], p[2]));
+  const ValueId high = w.b.binary(Op::max, p[0], w.b.binary(Op::max, p[1], p[2]));
+  const ValueId chroma = w.sub(high, low);
+  const ValueId hue = w.sub(w.k(3.0F), w.div(w.sub(p[1], p[2]), chroma));
+  const ValueId saturation = w.div(chroma, high);
+  const ValueId across = w.sub(w.mul(saturation, w.b.unary(Op::cos, hue)), w.k(-0.3F));
+  const ValueId along = w.sub(w.mul(saturation, w.b.unary(Op::sin, hue)), w.k(-0.1F));
+  const ValueId up = w.sub(high, w.k(0.75F));
+  const ValueId distance =
+      w.b.unary(Op::sqrt, w.add(w.add(w.mul(up, up), w.mul(across, across)), w.mul(along, along)));
+  Pixel chosen = p;
+  chosen[3] = w.b.select(w.less(distance, w.k(0.3F)), p[3], w.k(0.0F));
+  Pixel result = w.premultiply(w.hueAdjust(w.unpremultiply(w.premultiply(chosen)), 0.3F));
+  const ValueId behind = w.sub(w.k(1.0F), result[3]);
+  for (std::size_t c = 0; c < 4; ++c) result[c] = w.add(result[c], w.mul(p[c], behind));
+  return chain("near_color_rgb8", kRgb8, kRgb8, w, result);
+}
+
 Chain invertTranslucent() {
   Writer w;
   const Pixel result = w.premultiply(w.invert(w.unpremultiply(w.input())));
@@ -174,6 +196,7 @@ std::vector<Chain> chains() {
           fourFiltersTranslucent(),
           tables(),
           threshold(),
+          nearColor(),
           invertTranslucent(),
           exposureTranslucent(),
           curvesTranslucent()};

@@ -111,6 +111,7 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::render, "render", 0, 0},
     {Code::renderSmall, "renderSmall", 0, 0},
     {Code::call, "call", 3, 0},
+    {Code::sinCos, "sinCos", 1, 0},
     {Code::powOfFraction, "powOfFraction", 1, 1},
     {Code::sample, "sample", 2, 0},
     {Code::destX, "destX", 0, 0},

@@ -199,6 +199,7 @@ ValueId Builder::unary(Op op, ValueId a) {
     return constantOfType(resultType(op), evaluateOneLane(op, *bits));
   }
   if (const auto value = simplified(op, a)) return *value;
+  if (const auto value = distributed(op, a, kNoValue)) return *value;
   return append({.op = op, .a = a});
 }
 
@@ -210,6 +211,7 @@ ValueId Builder::binary(Op op, ValueId a, ValueId b) {
   // Constants second, else the older value first: equal sums become one.
   if (commutes(op) && (bitsA || (!bitsB && b < a))) std::swap(a, b);
   if (const auto value = simplified(op, a, b)) return *value;
+  if (const auto value = distributed(op, a, b)) return *value;
   return append({.op = op, .a = a, .b = b});
 }
 
@@ -221,6 +223,9 @@ ValueId Builder::select(ValueId mask, ValueId a, ValueId b) {
     mask = instructions_[mask].a;
     std::swap(a, b);
   }
+  a = side(a, mask, true);
+  b = side(b, mask, false);
+  if (a == b) return a;
   switch (type(a)) {
     case Type::f32:
       return append({.op = Op::select, .a = mask, .b = a, .c = b});

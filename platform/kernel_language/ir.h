@@ -121,6 +121,10 @@ class Builder {
 
   ValueId append(const Instruction& instruction);
   [[nodiscard]] Range rangeOf(const Instruction& instruction) const;
+  // What a selection by that mask gives on one side of it; other values as they are.
+  [[nodiscard]] ValueId side(ValueId value, ValueId mask, bool whenSet) const;
+  [[nodiscard]] std::optional<ValueId> distributed(Op op, ValueId a, ValueId b);
+  void forgetFrom(std::size_t size);
   [[nodiscard]] std::optional<ValueId> simplified(Op op, ValueId a);
   [[nodiscard]] std::optional<ValueId> simplified(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<ValueId> simplifiedArithmetic(Op op, ValueId a, ValueId b);
@@ -139,6 +143,7 @@ class Builder {
   std::vector<Range> ranges_;  // by value
   std::unordered_map<Instruction, ValueId, Hash> known_;
   std::vector<bool> unitSources_;
+  int distributing_ = 0;
 };
 
 }  // namespace kelvo::kernel_language

@@ -152,6 +152,51 @@ ValueId Builder::withoutZero(ValueId value) const {
   return in.op == Op::add && constantValue(in.b) == 0.0F ? in.a : value;
 }
 
+ValueId Builder::side(ValueId value, ValueId mask, bool whenSet) const {
+  if (value == kNoValue) return value;
+  const Instruction& in = instructions_[value];
+  const bool chosen = (in.op == Op::select || in.op == Op::selectInt) && in.a == mask;
+  if (!chosen) return value;
+  return whenSet ? in.b : in.c;
+}
+
+// An operation on selections by one mask is a selection between two operations. That pays if one of
+// the two comes for nothing, a constant or what is there already: the selection moves behind the
+// operation, and in the end many of them meet in one. So opacity that is 0 or 1 by a mask, as
+// filters make that keep some pixels and drop others, costs no divisions further on.
+std::optional<ValueId> Builder::distributed(Op op, ValueId a, ValueId b) {
+  constexpr int kMostMasks = 2;  // one within the other: the work doubles with each
+  if (distributing_ == kMostMasks) return std::nullopt;
+  const std::size_t before = instructions_.size();
+  const auto isConstant = [&](ValueId value) { return constantBits(value).has_value(); };
+  const auto isFree = [&](ValueId value) { return value < before || isConstant(value); };
+  const auto sideOf = [&](ValueId mask, bool whenSet) {
+    const ValueId left = side(a, mask, whenSet);
+    return b == kNoValue ? unary(op, left) : binary(op, left, side(b, mask, whenSet));
+  };
+  for (const ValueId operand : {a, b}) {
+    if (operand == kNoValue || instructions_[operand].op != Op::select) continue;
+    const ValueId mask = instructions_[operand].a;
+    ++distributing_;
+    const ValueId whenSet = sideOf(mask, true);
+    const ValueId otherwise = sideOf(mask, false);
+    --distributing_;
+    const bool pays = resultType(op) == Type::mask ? isConstant(whenSet) && isConstant(otherwise)
+                                                   : isFree(whenSet) || isFree(otherwise);
+    if (pays) return select(mask, whenSet, otherwise);
+    forgetFrom(before);
+  }
+  return std::nullopt;
+}
+
+void Builder::forgetFrom(std::size_t size) {
+  while (instructions_.size() > size) {
+    known_.erase(instructions_.back());
+    instructions_.pop_back();
+    ranges_.pop_back();
+  }
+}
+
 std::optional<ValueId> Builder::simplified(Op op, ValueId a) {
   const Instruction inner = instructions_[a];
   switch (op) {

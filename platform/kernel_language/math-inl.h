@@ -181,39 +181,43 @@ KELVO_MATH_INLINE auto reduceAngle(D d, V x) {
   return Reduced<V, decltype(quadrant)>{sine, cosine, quadrant};
 }
 
-// True where bit `kBit` of the quadrant is set, as a comparison of doubles: the bit is moved into
-// the sign of 1.0.
-template <int kBit, class D, class U>
-KELVO_MATH_INLINE auto quadrantBit(D d, U quadrant) {
+// The value with its sign changed in the third and fourth quadrants.
+template <class D, class V, class U>
+KELVO_MATH_INLINE V signedBy(D d, U quadrant, V value) {
   const hn::RebindToUnsigned<D> du;
-  const auto bit = hn::And(quadrant, hn::Set(du, std::uint64_t{1} << kBit));
   const auto sign =
-      hn::Or(hn::template ShiftLeft<63 - kBit>(bit), hn::Set(du, 0x3ff0000000000000ULL));
-  return hn::Lt(hn::BitCast(d, sign), hn::Set(d, 0.0));
+      hn::And(hn::template ShiftLeft<62>(quadrant), hn::Set(du, std::uint64_t{1} << 63));
+  return hn::BitCast(d, hn::Xor(hn::BitCast(du, value), sign));
+}
+
+template <class D, class R>
+KELVO_MATH_INLINE auto sineOf(D d, const R& reduced) {
+  return signedBy(d, reduced.quadrant,
+                  hn::IfOddThenElse(d, reduced.quadrant, reduced.cosine, reduced.sine));
+}
+
+template <class D, class R>
+KELVO_MATH_INLINE auto cosineOf(D d, const R& reduced) {
+  const hn::RebindToUnsigned<D> du;
+  return signedBy(d, hn::Add(reduced.quadrant, hn::Set(du, 1)),
+                  hn::IfOddThenElse(d, reduced.quadrant, reduced.sine, reduced.cosine));
 }
 
 template <class D, class V>
 KELVO_MATH_INLINE V sinLanes(D d, V x) {
-  const auto reduced = reduceAngle(d, x);
-  const V value = hn::IfThenElse(quadrantBit<0>(d, reduced.quadrant), reduced.cosine, reduced.sine);
-  return hn::IfThenElse(quadrantBit<1>(d, reduced.quadrant), hn::Neg(value), value);
+  return sineOf(d, reduceAngle(d, x));
 }
 
 template <class D, class V>
 KELVO_MATH_INLINE V cosLanes(D d, V x) {
-  const hn::RebindToUnsigned<D> du;
-  const auto reduced = reduceAngle(d, x);
-  const V value = hn::IfThenElse(quadrantBit<0>(d, reduced.quadrant), reduced.sine, reduced.cosine);
-  const auto next = hn::Add(reduced.quadrant, hn::Set(du, 1));
-  return hn::IfThenElse(quadrantBit<1>(d, next), hn::Neg(value), value);
+  return cosineOf(d, reduceAngle(d, x));
 }
 
 template <class D, class V>
 KELVO_MATH_INLINE V tanLanes(D d, V x) {
   const auto reduced = reduceAngle(d, x);
-  const auto turned = quadrantBit<0>(d, reduced.quadrant);
-  const V numerator = hn::IfThenElse(turned, hn::Neg(reduced.cosine), reduced.sine);
-  return hn::Div(numerator, hn::IfThenElse(turned, reduced.sine, reduced.cosine));
+  const V numerator = hn::IfOddThenElse(d, reduced.quadrant, hn::Neg(reduced.cosine), reduced.sine);
+  return hn::Div(numerator, hn::IfOddThenElse(d, reduced.quadrant, reduced.sine, reduced.cosine));
 }
 
 constexpr double kPi = 0x1.921fb54442d18p+1;

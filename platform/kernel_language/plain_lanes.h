@@ -46,7 +46,11 @@ inline double IfThenElse(bool mask, double a, double b) { return mask ? a : b; }
 inline std::uint64_t Add(std::uint64_t a, std::uint64_t b) { return a + b; }
 inline std::uint64_t And(std::uint64_t a, std::uint64_t b) { return a & b; }
 inline std::uint64_t Or(std::uint64_t a, std::uint64_t b) { return a | b; }
+inline std::uint64_t Xor(std::uint64_t a, std::uint64_t b) { return a ^ b; }
 inline bool Eq(std::uint64_t a, std::uint64_t b) { return a == b; }
+inline double IfOddThenElse(DoubleTag, std::uint64_t number, double odd, double even) {
+  return (number & 1) != 0 ? odd : even;
+}
 template <int kBits>
 std::uint64_t ShiftLeft(std::uint64_t a) {
   return a << kBits;

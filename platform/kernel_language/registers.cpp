@@ -10,6 +10,7 @@ namespace {
 bool leavesAccumulator(Code code) {
   switch (code) {
     case Code::call:
+    case Code::sinCos:
     case Code::powOfFraction:
     case Code::sample:
     case Code::destX:

@@ -113,6 +113,10 @@ class Emitter {
         const std::array components{&results.first, &results.second, &results.third,
                                     &results.fourth};
         *components[in.immediate % 4] = value;
+      } else if (in.op == Op::sin) {
+        angles_[in.a].sine = value;
+      } else if (in.op == Op::cos) {
+        angles_[in.a].cosine = value;
       }
     }
     for (const Root& root : trees_.roots) {
@@ -182,6 +186,10 @@ class Emitter {
       case Op::sampleImage:
         emitSample(value);
         return;
+      case Op::sin:
+      case Op::cos:
+        if (emitSinCos(value)) return;
+        break;
       default:
         break;
     }
@@ -217,6 +225,18 @@ class Emitter {
                      .index = static_cast<std::uint16_t>(in.immediate / 4)};
     push(step);
     samples_.erase(group);
+  }
+
+  // The sine and the cosine of one angle are computed together, where the first is needed.
+  bool emitSinCos(ValueId value) {
+    Angle& angle = angles_[at(value).a];
+    if (angle.sine == kNoVirtualRegister || angle.cosine == kNoVirtualRegister) return false;
+    if (angle.done) return true;
+    push({.code = Code::sinCos,
+          .m = {inRegister(at(value).a)},
+          .target = {angle.sine, angle.cosine}});
+    angle.done = true;
+    return true;
   }
 
   // Leaves the value in the accumulator.
@@ -378,6 +398,12 @@ class Emitter {
     }
   }
 
+  struct Angle {
+    VirtualRegister sine = kNoVirtualRegister;
+    VirtualRegister cosine = kNoVirtualRegister;
+    bool done = false;
+  };
+
   const Program& program_;
   const TapeOptions& options_;
   Trees trees_;
@@ -385,6 +411,7 @@ class Emitter {
   VirtualRegister nextRegister_;
   std::map<std::uint32_t, VirtualRegister> constants_;
   std::map<SamplePlace, VirtualResults> samples_;  // not yet emitted
+  std::map<ValueId, Angle> angles_;                // whose sine or cosine is wanted
 };
 
 }  // namespace

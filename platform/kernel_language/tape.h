@@ -48,8 +48,8 @@ enum class Code : std::uint8_t {
   // the values are known to be small.
   render, renderSmall,
   // Leaves the accumulator; the operands and the result are block registers.
-  // powOfFraction: M to the power of K.
-  call, powOfFraction, sample, destX, destY, end,
+  // sinCos: the sine of M and its cosine, two results. powOfFraction: M to the power of K.
+  call, sinCos, powOfFraction, sample, destX, destY, end,
   // clang-format on
 };
 
@@ -62,10 +62,11 @@ using Register = std::uint16_t;
 
 struct Step {
   Code code = Code::end;
-  Op op = Op::constant;              // of `call`
-  std::uint16_t index = 0;           // of `sample` the image, of `render` the component
-  std::array<Register, 3> m{};       // operands; of `sample` the coordinates
-  std::array<Register, 4> target{};  // results; of `sample` by component, else the first
+  Op op = Op::constant;         // of `call`
+  std::uint16_t index = 0;      // of `sample` the image, of `render` the component
+  std::array<Register, 3> m{};  // operands; of `sample` the coordinates
+  std::array<Register, 4>
+      target{};  // results; of `sample` by component, of `sinCos` two, else the first
   std::array<float, 4> k{};
 };
 

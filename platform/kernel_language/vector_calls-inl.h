@@ -74,6 +74,17 @@ KELVO_FUNCTION_OF_TWO(atan2)
 #undef KELVO_FUNCTION
 #undef KELVO_FUNCTION_OF_TWO
 
+// What sinCall and cosCall give, for the price of little more than one of them.
+HWY_NOINLINE void sinCosCall(float* HWY_RESTRICT sine, float* HWY_RESTRICT cosine,
+                             const float* HWY_RESTRICT a) {
+  const DoublesTag d;
+  for (std::size_t i = 0; i < kBlock; i += kLanes) {
+    const auto reduced = math::reduceAngle(d, loadDoubles(a + i));
+    storeDoubles(math::sineOf(d, reduced), sine + i);
+    storeDoubles(math::cosineOf(d, reduced), cosine + i);
+  }
+}
+
 // `exponent`: no whole number, at least 1/4 in size.
 HWY_NOINLINE void powOfFractionCall(float* HWY_RESTRICT to, const float* HWY_RESTRICT a,
                                     float exponent) {
@@ -84,6 +95,14 @@ HWY_NOINLINE void powOfFractionCall(float* HWY_RESTRICT to, const float* HWY_RES
   }
 }
 #else
+inline void sinCosCall(float* sine, float* cosine, const float* a) {
+  for (std::size_t i = 0; i < kBlock; ++i) {
+    const auto angle = std::bit_cast<std::uint32_t>(a[i]);
+    sine[i] = std::bit_cast<float>(evaluateOneLane(Op::sin, angle));
+    cosine[i] = std::bit_cast<float>(evaluateOneLane(Op::cos, angle));
+  }
+}
+
 inline void powOfFractionCall(float* to, const float* a, float exponent) {
   for (std::size_t i = 0; i < kBlock; ++i) {
     to[i] = std::bit_cast<float>(evaluateOneLane(Op::pow, std::bit_cast<std::uint32_t>(a[i]),

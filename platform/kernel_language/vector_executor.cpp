@@ -124,6 +124,9 @@ class RowRunner {
         case Code::call:
           call(step->op, at(step->target[0]), at(step->m[0]), at(step->m[1]), at(step->m[2]));
           break;
+        case Code::sinCos:
+          sinCosCall(at(step->target[0]), at(step->target[1]), at(step->m[0]));
+          break;
         case Code::powOfFraction:
           powOfFractionCall(at(step->target[0]), at(step->m[0]), step->k[0]);
           break;

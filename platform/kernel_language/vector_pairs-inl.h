@@ -59,6 +59,7 @@ using hn::ShiftLeft;
 using hn::ShiftRight;
 using hn::Sqrt;
 using hn::Sub;
+using hn::Xor;
 
 #define KELVO_UNARY(Name)                                      \
   template <class T>                                           \
@@ -90,6 +91,7 @@ KELVO_BINARY(Min)
 KELVO_BINARY(Mul)
 KELVO_BINARY(Or)
 KELVO_BINARY(Sub)
+KELVO_BINARY(Xor)
 #undef KELVO_UNARY
 #undef KELVO_BINARY
 
@@ -104,6 +106,19 @@ HWY_INLINE Pair<T> ShiftRight(const Pair<T>& a) {
 template <class M, class T>
 HWY_INLINE Pair<T> IfThenElse(const Pair<M>& mask, const Pair<T>& a, const Pair<T>& b) {
   return {IfThenElse(mask.first, a.first, b.first), IfThenElse(mask.second, a.second, b.second)};
+}
+// Numbers of as many bits as the values.
+template <class D, class U, class T>
+HWY_INLINE T IfOddThenElse(D d, const U& number, const T& odd, const T& even) {
+  const RebindToUnsigned<D> du;
+  const U bit = And(number, Set(du, std::uint64_t{1}));
+  return IfThenElse(hn::MaskFromVec(BitCast(d, Sub(hn::Zero(du), bit))), odd, even);
+}
+template <class D, class U, class T>
+HWY_INLINE Pair<T> IfOddThenElse(PairTag<D> d, const Pair<U>& number, const Pair<T>& odd,
+                                 const Pair<T>& even) {
+  return {IfOddThenElse(d.part, number.first, odd.first, even.first),
+          IfOddThenElse(d.part, number.second, odd.second, even.second)};
 }
 template <class D, class Number>
 HWY_INLINE auto Set(PairTag<D> d, Number value) {

@@ -388,6 +388,7 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         renderLanes(acc, planes + step->index * kBlock);
         break;
       case Code::call:
+      case Code::sinCos:
       case Code::powOfFraction:
       case Code::sample:
       case Code::destX:

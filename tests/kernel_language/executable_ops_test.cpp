@@ -388,6 +388,34 @@ TEST(ExecutableOps, FusedStepsRoundEveryOperation) {
   }
 }
 
+TEST(ExecutableOps, TheSineAndTheCosineOfOneAngleAreThoseOfEachAlone) {
+  const Executable sine =
+      compileValue([](Builder& b, ValueId x, ValueId) { return b.unary(Op::sin, x); });
+  const Executable cosine =
+      compileValue([](Builder& b, ValueId x, ValueId) { return b.unary(Op::cos, x); });
+  Builder builder;
+  const ValueId x = builder.input(0, 0);
+  const ValueId zero = builder.constant(0.0F);
+  const Program program =
+      builder.finish({builder.unary(Op::cos, x), builder.unary(Op::sin, x), zero, zero});
+  const std::array layouts{kRgbaFloat};
+  const Executable both = Executable::compile(program, layouts, kRgbaFloat);
+  EXPECT_NE(both.listing().find("sinCos"), std::string::npos) << both.listing();
+  EXPECT_EQ(both.listing().find("call"), std::string::npos) << both.listing();
+  const std::vector<float> pixels = awkwardPairs();
+  for (const std::string& target : targets()) {
+    const ForcedTarget forced(target);
+    const std::vector<float> sines = runOnFloats(sine, pixels);
+    const std::vector<float> cosines = runOnFloats(cosine, pixels);
+    const std::vector<float> out =
+        valuesOf<float>(runRow(both, {bytesOf(pixels)}, kRgbaFloat, pixels.size() / 4));
+    for (std::size_t i = 0; i < sines.size(); ++i) {
+      ASSERT_TRUE(sameFloat(out[4 * i], cosines[i])) << pixels[4 * i] << " on " << target;
+      ASSERT_TRUE(sameFloat(out[4 * i + 1], sines[i])) << pixels[4 * i] << " on " << target;
+    }
+  }
+}
+
 TEST(ExecutableOps, ColumnsAndRowsAreThoseOfTheRun) {
   Builder builder;
   const Program program = builder.finish(

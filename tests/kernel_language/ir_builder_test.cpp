@@ -91,6 +91,49 @@ TEST(IrBuilder, RangesFollowArithmetic) {
   EXPECT_FALSE(b.isWithin(b.binary(Op::div, x, b.input(0, 1)), 1e30F));
 }
 
+TEST(IrBuilder, SelectionsByOneMaskMeet) {
+  Builder b;
+  const ValueId x = b.input(0, 0);
+  const ValueId y = b.input(0, 1);
+  const ValueId z = b.input(0, 2);
+  const ValueId mask = b.binary(Op::less, x, y);
+  const ValueId inner = b.select(mask, x, y);
+  EXPECT_EQ(b.select(mask, inner, z), b.select(mask, x, z));
+  EXPECT_EQ(b.select(mask, z, inner), b.select(mask, z, y));
+  EXPECT_EQ(b.select(mask, inner, b.select(mask, z, y)), inner);
+}
+
+// Opacity of 1 or 0 by a mask, as filters make it that drop some pixels.
+TEST(IrBuilder, OpacityByAMaskCostsNoDivision) {
+  Builder b;
+  b.assumeUnitRange(0);
+  const ValueId x = b.input(0, 0);
+  const ValueId zero = b.constant(0.0F);
+  const ValueId mask = b.binary(Op::less, x, b.input(0, 1));
+  const ValueId alpha = b.select(mask, b.constant(1.0F), zero);
+  const ValueId dropped = b.binary(Op::mul, x, alpha);
+  EXPECT_EQ(dropped, b.select(mask, x, zero));
+  const ValueId empty = b.binary(Op::equal, alpha, zero);
+  EXPECT_EQ(empty, b.unary(Op::maskNot, mask));
+  EXPECT_EQ(b.select(empty, zero, b.binary(Op::div, dropped, alpha)), dropped);
+  // Put over what it came from.
+  const ValueId behind = b.binary(Op::mul, x, b.binary(Op::sub, b.constant(1.0F), alpha));
+  EXPECT_EQ(b.binary(Op::add, dropped, behind), x);
+}
+
+TEST(IrBuilder, SelectionsStayBeforeWorkThatBothSidesWouldDo) {
+  Builder b;
+  const ValueId x = b.input(0, 0);
+  const ValueId y = b.input(0, 1);
+  const ValueId mask = b.binary(Op::less, x, y);
+  const ValueId root = b.unary(Op::sqrt, b.select(mask, x, y));
+  const Program program = b.finish({root, root, root, root});
+  int roots = 0;
+  for (const Instruction& in : program.instructions) roots += in.op == Op::sqrt ? 1 : 0;
+  EXPECT_EQ(roots, 1);
+  EXPECT_EQ(program.instructions.size(), 5U);
+}
+
 TEST(IrBuilder, FinishDropsWhatNobodyNeeds) {
   Builder b;
   const ValueId x = b.input(0, 0);
