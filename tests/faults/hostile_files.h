@@ -20,5 +20,6 @@ std::vector<HostileFile> hostileTiffs();
 std::vector<HostileFile> hostileWebps();
 std::vector<HostileFile> hostileBmps();
 std::vector<HostileFile> hostileHeifs();
+std::vector<HostileFile> hostileJpeg2000s();
 
 }  // namespace kelvo::test

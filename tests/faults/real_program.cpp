@@ -73,6 +73,10 @@ ProgramRun runUntilEnd(const std::vector<std::string>& arguments,
   run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   // The largest of the program and of the workers that it has waited for.
   run.peakBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
+  for (const timeval& time : {usage.ru_utime, usage.ru_stime}) {
+    run.processorSeconds +=
+        static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  }
   return run;
 }
 

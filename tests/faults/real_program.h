@@ -16,6 +16,7 @@ struct ProgramRun {
   std::string output;
   std::string errors;
   std::uint64_t peakBytes = 0;  // of resident memory, of its largest process
+  double processorSeconds = 0;  // of all its processes
 };
 
 // Runs it to its end, with these variables added to the environment. `prepare` is called in the new

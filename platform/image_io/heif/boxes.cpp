@@ -60,8 +60,14 @@ void Builder::end(std::size_t begun) {
 }
 
 BoxList readBoxes(Bytes bytes) {
+  constexpr std::size_t kMostBoxes = 1'000'000;
   BoxList list;
   while (!bytes.empty()) {
+    if (list.boxes.size() == kMostBoxes) {
+      list.whole = false;
+      list.problem = "it has more than a million boxes";
+      return list;
+    }
     Reader reader(bytes);
     std::uint64_t size = reader.u32();
     Box box = {.type = reader.u32(), .whole = {}, .payload = {}};

@@ -122,14 +122,16 @@ void readChannels(Boxes& boxes, std::size_t count) {
   }
 }
 
-// 'pclr' and 'cmap': one component looked up in columns of 8 bits, in their order.
-void readTable(Boxes& boxes, const Codestream& codestream) {
+// 'pclr' and 'cmap': one component looked up in columns of 8 bits, in their order. Gives the number
+// of channels, which is that of the columns if there are any.
+std::size_t readTable(Boxes& boxes, const Codestream& codestream) {
+  const std::size_t components = codestream.components.size();
   const Box* const table = find(boxes.header, kPalette);
   const Box* const map = find(boxes.header, fourCC("cmap"));
-  if (table == nullptr && map == nullptr) return;
+  if (table == nullptr && map == nullptr) return components;
   if (table == nullptr || map == nullptr) {
     boxes.status = damaged("one half of its colour table is missing");
-    return;
+    return components;
   }
   heif::Reader reader(table->payload);
   ColorTable found;
@@ -138,25 +140,26 @@ void readTable(Boxes& boxes, const Codestream& codestream) {
   bool bytes = true;
   for (std::size_t i = 0; i < found.columns; ++i) bytes = reader.u8() == 7 && bytes;
   found.offset = table->payload.size() - reader.rest().size();
-  bool straight = codestream.components.size() == 1 && map->payload.size() == 4 * found.columns;
+  bool straight = components == 1 && map->payload.size() == 4 * found.columns;
   heif::Reader columns(map->payload);
   for (std::size_t i = 0; i < found.columns && straight; ++i) {
     straight = columns.u16() == 0 && columns.u8() == 1 && columns.u8() == i;
   }
   if (!reader.ok() || found.entries == 0 || found.columns == 0) {
     boxes.status = damaged("its colour table is damaged");
-    return;
+    return components;
   }
   if (!bytes || !straight || found.entries > 256 || found.columns > 4 ||
       codestream.components[0].bits > 8) {
     refuse(boxes, "a colour table of this kind cannot be written back");
-    return;
+    return found.columns;
   }
   if (reader.rest().size() != found.entries * found.columns) {
     boxes.status = damaged("its colour table is damaged");
-    return;
+    return components;
   }
   boxes.table = found;
+  return found.columns;
 }
 
 void checkHeader(Boxes& boxes, const Codestream& codestream) {
@@ -231,8 +234,7 @@ void readColors(Boxes& boxes, const Codestream& codestream) {
     return;
   }
   checkHeader(boxes, codestream);
-  readTable(boxes, codestream);
-  const std::size_t channels = boxes.table ? boxes.table->columns : components;
+  const std::size_t channels = readTable(boxes, codestream);
   readColorSpace(boxes, channels);
   readChannels(boxes, channels);
 }

@@ -1,5 +1,7 @@
 #include "platform/image_io/jpeg2000/codestream.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -33,6 +35,8 @@ constexpr unsigned kMostLayers = 100;  // of the library
 constexpr unsigned kMostLevels = 32;
 constexpr unsigned kPartOneBlockStyles = 0x3F;
 constexpr std::uint64_t kMostTiles = 65535;
+constexpr unsigned kMostPartsOfTile = 255;
+constexpr std::size_t kMostSegments = 65536;
 
 class MarkerReader {
  public:
@@ -43,7 +47,9 @@ class MarkerReader {
     position_ = 2;
     bool sized = false;
     bool styled = false;
+    std::size_t segments = 0;
     while (number(position_, 2) != kTilePart) {
+      if (++segments > kMostSegments) return Error{"it has more than 65536 segments of metadata"};
       const unsigned marker = number(position_, 2);
       const auto segment = takeSegment();
       if (!segment) return segment.error();
@@ -53,6 +59,7 @@ class MarkerReader {
         taken = takeSize(segment->subspan(4));
         sized = true;
       } else if (marker == kStyle) {
+        if (styled) return Error{"its main header is damaged"};
         taken = takeStyle(segment->subspan(4));
         styled = true;
       } else {
@@ -110,8 +117,11 @@ class MarkerReader {
                           grid.tileTop <= grid.top &&
                           std::uint64_t{grid.tileLeft} + grid.tileWidth > grid.left &&
                           std::uint64_t{grid.tileTop} + grid.tileHeight > grid.top;
-    if (!sensible || std::uint64_t{grid.columns()} * grid.rows() > kMostTiles) {
-      return Error{"its size makes no sense"};
+    if (!sensible) return Error{"its size makes no sense"};
+    const std::uint64_t tiles = std::uint64_t{grid.columns()} * grid.rows();
+    if (tiles > kMostTiles) {
+      return Error{
+          fmt::format("it has {} tiles, more than the {} there can be", tiles, kMostTiles)};
     }
     constexpr std::uint32_t kLargest = 0x7FFFFFFF;  // of the library
     if (std::max({grid.right, grid.bottom}) > kLargest) obstacle("it is too large to be written");
@@ -186,6 +196,7 @@ class MarkerReader {
         break;
       case kStyle:
       case kComponentStyle:
+        stream_.otherStyles = true;
         obstacle("tiles or components coded in ways of their own cannot be written back");
         break;
       case kRegion:
@@ -222,14 +233,16 @@ class MarkerReader {
     constexpr std::size_t kTilePartHeader = 12;
     const std::size_t size = stream_.bytes.size();
     const std::uint64_t tiles = std::uint64_t{stream_.grid.columns()} * stream_.grid.rows();
-    std::vector<bool> seen(tiles);
+    std::vector<std::uint8_t> parts(tiles);
     while (number(position_, 2) == kTilePart) {
       if (size - position_ < kTilePartHeader) return endsEarly();
       const std::size_t begin = position_;
       const std::uint32_t tile = number(begin + 4, 2);
       const std::uint32_t length = number(begin + 6, 4);
       if (number(begin + 2, 2) != 10 || tile >= tiles) return damaged("a tile's header is damaged");
-      seen[tile] = true;
+      if (parts[tile]++ == kMostPartsOfTile) {
+        return damaged("a tile of it has more than 255 parts");
+      }
       // Without a length it goes on to the end marker.
       const std::size_t most = size - begin;
       if (length > most) return endsEarly();
@@ -249,7 +262,7 @@ class MarkerReader {
     if (size - position_ < 2) return endsEarly();
     if (number(position_, 2) != kEnd) return damaged("its codestream is damaged between tiles");
     if (size - position_ > 2) return damaged("bytes follow the end of its codestream");
-    if (std::find(seen.begin(), seen.end(), false) != seen.end()) {
+    if (std::find(parts.begin(), parts.end(), 0) != parts.end()) {
       return {.status = CGImageSourceStatus::incomplete, .cause = "tiles of it are missing"};
     }
     return {};

@@ -75,6 +75,7 @@ struct Codestream {
   std::vector<Component> components;
   unsigned profile = 0;  // Rsiz
   CodingStyle style;
+  bool otherStyles = false;     // of tiles or components of their own
   std::vector<Bytes> kept;      // segments of the main header that are about nothing coded, whole
   bool tileLengths = false;     // has TLM
   bool packetLengths = false;   // has PLT

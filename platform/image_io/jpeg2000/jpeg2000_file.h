@@ -85,7 +85,8 @@ PixelLayout layoutOf(const Jpeg2000File& file);
 Result<void> checkWritable(const Jpeg2000File& file);
 
 enum class Use : std::uint8_t { decode, rewrite };
-// Whether the tiles of one row fit into the memory that is allowed.
+// Whether what the library makes of the headers, and the tiles of one row, fit into the memory that
+// is allowed.
 Result<void> checkMemory(const Jpeg2000File& file, Use use);
 
 }  // namespace kelvo::jpeg2000

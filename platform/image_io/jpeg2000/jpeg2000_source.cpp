@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "platform/image_io/codec_module.h"
@@ -124,56 +123,6 @@ Result<void> checkWritable(const Jpeg2000File& file) {
   if (file.palette) return {};
   if (!file.codestream.obstacle.empty()) return Error{file.codestream.obstacle};
   return checkMemory(file, Use::rewrite);
-}
-
-namespace {
-
-// What the library takes for each code-block and precinct, spread over the samples in them; small
-// ones can outweigh the samples.
-double structureBytesPerSample(const CodingStyle& style) {
-  constexpr double kBlockBytes = 300;
-  constexpr double kPrecinctBytes = 200;
-  const double block = std::ldexp(1.0, static_cast<int>(style.blockWidth + style.blockHeight) + 4);
-  double bytes = kBlockBytes / block;
-  // Each resolution has four times the samples of the one below, in three bands.
-  double share = 1;
-  for (std::size_t i = style.precincts.size(); i-- > 0; share /= 4) {
-    const unsigned sizes = style.precincts[i];
-    const double precinct = std::ldexp(1.0, static_cast<int>((sizes & 0xFU) + (sizes >> 4U)));
-    const double inBand = std::max(1.0, precinct / 4);
-    bytes += share * (kPrecinctBytes / inBand + kBlockBytes / std::min(block, inBand));
-  }
-  return bytes;
-}
-
-}  // namespace
-
-Result<void> checkMemory(const Jpeg2000File& file, Use use) {
-  // What the library holds of one tile, by measurement, and what we hold of a row of tiles: samples
-  // of 4 bytes while they are decoded, the adjusted pixels while they are encoded.
-  constexpr std::uint64_t kTileBytesPerSample = 16;
-  constexpr std::uint64_t kRowBytesPerSample = 4;
-  constexpr std::uint64_t kMiB = 1 << 20;
-  const Grid& grid = file.codestream.grid;
-  const std::uint64_t samples = file.codestream.components.size();
-  const std::uint64_t height = std::min<std::uint64_t>(grid.tileHeight, grid.height());
-  const std::uint64_t tile = std::min<std::uint64_t>(grid.tileWidth, grid.width()) * height;
-  const std::uint64_t row = grid.width() * height;
-  const auto structure = static_cast<std::uint64_t>(
-      std::ceil(structureBytesPerSample(file.codestream.style) * static_cast<double>(tile)));
-  const std::uint64_t once =
-      samples * (tile * kTileBytesPerSample + structure + row * kRowBytesPerSample);
-  // The encoder's tiles begin where the grid says, which may be far from the picture.
-  constexpr double kMost = 1e18;
-  const double wholeTiles = static_cast<double>(samples * kTileBytesPerSample) *
-                            grid.usedTileWidth() * grid.usedTileHeight();
-  const auto room = static_cast<std::uint64_t>(std::min(wholeTiles, kMost));
-  const std::uint64_t needed = use == Use::decode ? once : once + std::max(once, room);
-  if (needed <= file.limits.maxMemoryBytes) return {};
-  return Error{
-      fmt::format("a picture stored like this takes {} MiB of memory, more than the {} MiB allowed "
-                  "(--max-memory)",
-                  (needed + kMiB - 1) / kMiB, file.limits.maxMemoryBytes / kMiB)};
 }
 
 }  // namespace kelvo::jpeg2000

@@ -119,6 +119,10 @@ Result<std::unique_ptr<RowSource>> openPictureRows(Jpeg2000FileRef file) {
       return Error{"a channel of the picture is missing"};
     }
   }
+  // What decoding takes is known of the common style alone.
+  if (file->codestream.otherStyles) {
+    return Error{"tiles or components coded in ways of their own cannot be decoded"};
+  }
   return std::unique_ptr<RowSource>(std::make_unique<Rows>(std::move(file)));
 }
 

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/image_io/jpeg2000/jpeg2000_test_support.h"
 
 namespace kelvo::image_io_test {
@@ -189,6 +191,22 @@ TEST(Jpeg2000Keeping, AnIndexThatIsNotInTheTableIsDamage) {
   const auto read = tryPixels(kJpeg2000Codec, file);
   ASSERT_FALSE(read);
   EXPECT_THAT(read.error().message, HasSubstr("a colour is not in the table"));
+}
+
+// How much memory they would take is not known before.
+TEST(Jpeg2000Keeping, IndicesWithBlocksOfTheirOwnAreNotDecoded) {
+  const Bytes file = indexed(3);
+  Bytes stream = payload(file, "jp2c");
+  const Bytes quantization = fromHex("ff5c");
+  const auto at =
+      std::search(stream.begin(), stream.end(), quantization.begin(), quantization.end());
+  ASSERT_NE(at, stream.end());
+  const Bytes style = fromHex("ff53 0009 00 00 02 04 04 00 01");
+  stream.insert(at, style.begin(), style.end());
+  const auto read = tryPixels(kJpeg2000Codec, withPayload(file, "jp2c", stream));
+  ASSERT_FALSE(read);
+  EXPECT_EQ(read.error().message,
+            "tiles or components coded in ways of their own cannot be decoded");
 }
 
 TEST(Jpeg2000Refusal, ChannelsThatNobodyTellsOf) {
