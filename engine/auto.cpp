@@ -10,6 +10,7 @@
 
 #include "platform/image/render.h"
 #include "platform/pixels/kept_pixels.h"
+#include "platform/pixels/level_counter.h"
 #include "platform/pixels/premultiply.h"
 
 namespace kelvo {
@@ -86,39 +87,39 @@ struct Measured {
   std::optional<CGImage> lab;  // the picture in L*a*b*, if it was kept
 };
 
-// A picture too large to be kept. False if a row cannot be read.
-bool countLightnessOf(const CGImage& image, std::uint64_t (&histogram)[256]) {
+// Of a picture too large to be kept. Absent if a row cannot be read.
+std::optional<LevelCounter::Counts> lightnessCountsOf(const CGImage& image) {
   auto rows = image.openRows();
-  if (!rows) return false;
+  if (!rows) return std::nullopt;
+  LevelCounter counter;
   const std::size_t rowBytes = image.width * image.layout.pixelBytes();
   std::vector<std::uint8_t> pixels(rowBytes * kRowsAtATime);
   ColorStrip strip(image.layout.components);
   for (std::uint32_t y = 0; y < image.height; y += kRowsAtATime) {
     const std::uint32_t height = std::min(kRowsAtATime, image.height - y);
     const std::span<std::uint8_t> part(pixels.data(), rowBytes * height);
-    if (!(*rows)->read(std::as_writable_bytes(part), height)) return false;
+    if (!(*rows)->read(std::as_writable_bytes(part), height)) return std::nullopt;
     if (strip.components() == 4) vImageUnpremultiplyData_RGBA8888(part);
     const std::span<std::uint8_t> colors = strip.unpack(part);
-    countLightness(colors.data(), colors.size() / 3, histogram);
+    countLightness(colors.data(), colors.size() / 3, counter);
   }
-  return true;
+  return counter.counts();
 }
 
 // A picture that cannot be read fails again, with its cause, when the result is rendered.
 Measured measure(const CGImage& image, std::uint64_t mostKeptBytes) {
   Measured measured;
-  std::uint64_t histogram[256] = {};
+  LevelCounter counter;
   ColorStrip strip(image.layout.components);
   measured.lab = keepPixels(image, mostKeptBytes, [&](std::span<std::byte> bytes) {
     const std::span pixels = levelsOf(bytes);
     toLab(pixels, strip);
-    for (std::size_t i = 0; i < pixels.size(); i += strip.components()) ++histogram[pixels[i]];
+    const std::size_t components = strip.components();
+    counter.add(pixels.size() / components, [&](std::size_t i) { return pixels[i * components]; });
   });
-  if (!measured.lab) std::ranges::fill(histogram, 0);
+  const auto counts = measured.lab ? counter.counts() : lightnessCountsOf(image);
   LightnessStretch lightness;
-  if (measured.lab || countLightnessOf(image, histogram)) {
-    lightness = measureLightness(histogram, image.width, image.height);
-  }
+  if (counts) lightness = measureLightness(*counts, image.width, image.height);
   for (std::size_t i = 0; i < measured.lightness.size(); ++i) {
     measured.lightness[i] = lightness(static_cast<std::uint8_t>(i));
   }
@@ -179,8 +180,8 @@ int matchFromBitmap(const CMBitmap& source, const CMBitmap* destination, ColorPr
   return -1;
 }
 
-LightnessStretch measureLightness(const std::uint64_t (&histogram)[256], std::uint32_t width,
-                                  std::uint32_t height) {
+LightnessStretch measureLightness(std::span<const std::uint64_t, 256> histogram,
+                                  std::uint32_t width, std::uint32_t height) {
   const auto cut = static_cast<float>(width * 0.005 * height);
   LightnessStretch lightness;
   if (!(cut > 0)) return lightness;

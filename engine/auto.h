@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
+
 #include "platform/color/color_world.h"
 #include "platform/image/ci_image.h"
 #include "platform/pixels/kept_pixels.h"
@@ -28,7 +31,7 @@ struct LightnessStretch {
 };
 
 // From the counts of L* of a picture of that size. An empty picture is left alone.
-LightnessStretch measureLightness(const std::uint64_t (&histogram)[256], std::uint32_t width,
-                                  std::uint32_t height);
+LightnessStretch measureLightness(std::span<const std::uint64_t, 256> histogram,
+                                  std::uint32_t width, std::uint32_t height);
 
 }  // namespace kelvo

@@ -12,28 +12,30 @@
 #include "engine/apply_filter.h"
 #include "platform/image/render.h"
 #include "platform/pixels/kept_pixels.h"
+#include "platform/pixels/level_counter.h"
 #include "platform/pixels/premultiply.h"
 
 namespace kelvo {
 namespace {
 
-using Histogram = std::array<std::uint64_t, 256>;
+using Histogram = LevelCounter::Counts;
 
 constexpr std::uint32_t kRowsAtATime = 16;
 constexpr PixelLayout kOpaque8{3, SampleType::u8, AlphaInfo::none};
 
 // 0.3 R + 0.59 G + 0.11 B, truncated to a level. In hundredths, because a sum of these fractions in
 // double precision falls just short of the level of many a grey.
-std::size_t luma(std::size_t r, std::size_t g, std::size_t b) {
-  return (30 * r + 59 * g + 11 * b) / 100;
+std::uint8_t luma(unsigned r, unsigned g, unsigned b) {
+  return static_cast<std::uint8_t>((30 * r + 59 * g + 11 * b) / 100);
 }
 
 // Premultiplied pixels lose their alpha here.
-void count(std::span<std::uint8_t> pixels, std::size_t components, Histogram& histogram) {
+void count(std::span<std::uint8_t> pixels, std::size_t components, LevelCounter& counter) {
   if (components == 4) vImageUnpremultiplyData_RGBA8888(pixels);
-  for (std::size_t i = 0; i < pixels.size(); i += components) {
-    ++histogram[luma(pixels[i], pixels[i + 1], pixels[i + 2])];
-  }
+  counter.add(pixels.size() / components, [&](std::size_t i) {
+    const std::uint8_t* const pixel = &pixels[i * components];
+    return luma(pixel[0], pixel[1], pixel[2]);
+  });
 }
 
 // Absent if a row cannot be read.
@@ -41,15 +43,15 @@ std::optional<Histogram> histogramOf(const CGImage& image) {
   const std::size_t components = image.layout.components;
   auto rows = image.openRows();
   if (!rows) return std::nullopt;
-  Histogram histogram{};
+  LevelCounter counter;
   std::vector<std::uint8_t> pixels(std::size_t{image.width} * components * kRowsAtATime);
   for (std::uint32_t y = 0; y < image.height; y += kRowsAtATime) {
     const std::uint32_t height = std::min(kRowsAtATime, image.height - y);
     const std::span<std::uint8_t> strip(pixels.data(), image.width * components * height);
     if (!(*rows)->read(std::as_writable_bytes(strip), height)) return std::nullopt;
-    count(strip, components, histogram);
+    count(strip, components, counter);
   }
-  return histogram;
+  return counter.counts();
 }
 
 struct Bounds {
@@ -88,16 +90,16 @@ Measured keep(const CIImageRef& image, std::uint64_t mostBytes) {
   if (source == nullptr) return {image, std::nullopt};
   const CGImage& own = source->image;
   const bool measurable = own.layout == kOpaque8;
-  Histogram histogram{};
+  LevelCounter counter;
   const auto countStrip = [&](std::span<std::byte> strip) {
     if (measurable) {
-      count({reinterpret_cast<std::uint8_t*>(strip.data()), strip.size()}, 3, histogram);
+      count({reinterpret_cast<std::uint8_t*>(strip.data()), strip.size()}, 3, counter);
     }
   };
   auto kept = keepPixels(own, mostBytes, countStrip);
   if (!kept) return {image, std::nullopt};
   Measured measured{CIImage::imageWithCGImage(*std::move(kept)), std::nullopt};
-  if (measurable) measured.bounds = boundsOf(histogram, own.width, own.height);
+  if (measurable) measured.bounds = boundsOf(counter.counts(), own.width, own.height);
   return measured;
 }
 

@@ -16,7 +16,7 @@ class RgbToLab final : public ColorWorld {
     for (std::size_t c = 0; c < 3; ++c) {
       for (std::size_t level = 0; level < 256; ++level) {
         for (std::size_t row = 0; row < 3; ++row) {
-          share_[c][level][row] =
+          encoding_.shares[c][level][row] =
               static_cast<float>(numbers.toXYZ[row][c] * numbers.linear[c][level] / kWhiteXYZ[row]);
         }
       }
@@ -25,43 +25,32 @@ class RgbToLab final : public ColorWorld {
 
   void convert(const std::uint8_t* source, std::uint8_t* destination,
                std::size_t count) const override {
-    alignas(64) float xyz[4 * kLabBlock];
     for (std::size_t done = 0; done < count; done += kLabBlock) {
-      const std::size_t n = std::min(kLabBlock, count - done);
-      const std::uint8_t* pixel = source + 3 * done;
-      for (std::size_t i = 0; i < n; ++i, pixel += 3) {
-        const auto& r = share_[0][pixel[0]];
-        const auto& g = share_[1][pixel[1]];
-        const auto& b = share_[2][pixel[2]];
-        for (std::size_t row = 0; row < 4; ++row) xyz[4 * i + row] = r[row] + g[row] + b[row];
-      }
-      // Whole vectors are computed at the end: their surplus must be numbers.
-      std::fill(xyz + 4 * n, xyz + 4 * kLabBlock, 1.0F);
-      encodeLab(xyz, destination + 3 * done, n);
+      encodeLab(encoding_, source + 3 * done, destination + 3 * done,
+                std::min(kLabBlock, count - done));
     }
   }
   [[nodiscard]] BitmapSpace sourceSpace() const override { return BitmapSpace::cmRGB24Space; }
   [[nodiscard]] BitmapSpace destinationSpace() const override { return BitmapSpace::cmLAB24Space; }
 
-  void countLightness(const std::uint8_t* rgb, std::size_t count,
-                      std::uint64_t (&histogram)[256]) const {
+  void countLightness(const std::uint8_t* rgb, std::size_t count, LevelCounter& counter) const {
+    const auto& shares = encoding_.shares;
     alignas(64) float y[kLabBlock];
     alignas(64) std::uint8_t levels[kLabBlock];
     for (std::size_t done = 0; done < count; done += kLabBlock) {
       const std::size_t n = std::min(kLabBlock, count - done);
       const std::uint8_t* pixel = rgb + 3 * done;
       for (std::size_t i = 0; i < n; ++i, pixel += 3) {
-        y[i] = share_[0][pixel[0]][1] + share_[1][pixel[1]][1] + share_[2][pixel[2]][1];
+        y[i] = shares[0][pixel[0]][1] + shares[1][pixel[1]][1] + shares[2][pixel[2]][1];
       }
       std::fill(y + n, y + kLabBlock, 1.0F);
       encodeLightness(y, levels, n);
-      for (std::size_t i = 0; i < n; ++i) ++histogram[levels[i]];
+      counter.add(n, [&](std::size_t i) { return levels[i]; });
     }
   }
 
  private:
-  // What each level of each channel contributes to X/Xn, Y/Yn and Z/Zn, and 0.
-  alignas(16) std::array<std::array<std::array<float, 4>, 256>, 3> share_{};
+  LabEncoding encoding_;
 };
 
 class LabToRgb final : public ColorWorld {
@@ -107,8 +96,8 @@ const std::shared_ptr<const RgbToLab>& rgbToLab() {
 
 }  // namespace
 
-void countLightness(const std::uint8_t* rgb, std::size_t count, std::uint64_t (&histogram)[256]) {
-  rgbToLab()->countLightness(rgb, count, histogram);
+void countLightness(const std::uint8_t* rgb, std::size_t count, LevelCounter& counter) {
+  rgbToLab()->countLightness(rgb, count, counter);
 }
 
 ColorWorldRef NCWNewColorWorld(ColorProfile source, ColorProfile destination) {

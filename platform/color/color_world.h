@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/pixels/level_counter.h"
+
 namespace kelvo {
 
 enum class ColorProfile : std::uint8_t {
@@ -44,8 +46,8 @@ using ColorWorldRef = std::shared_ptr<const ColorWorld>;
 // Empty if there is no way between the two; it leads from device RGB to L*a*b* and back.
 ColorWorldRef NCWNewColorWorld(ColorProfile source, ColorProfile destination);
 
-// Adds to the histogram the L* of every pixel, the first byte of its conversion from device RGB.
-void countLightness(const std::uint8_t* rgb, std::size_t count, std::uint64_t (&histogram)[256]);
+// Counts the L* of every pixel, the first byte of its conversion from device RGB.
+void countLightness(const std::uint8_t* rgb, std::size_t count, LevelCounter& counter);
 
 // 0; -1 if the bitmaps are not of the world's spaces or not of one size.
 int CWMatchBitmap(const ColorWorld& world, const CMBitmap& source, const CMBitmap& destination);

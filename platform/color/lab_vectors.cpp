@@ -3,6 +3,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -20,6 +21,27 @@ constexpr float kEpsilon = 216.0F / 24389.0F;
 constexpr float kKappaOver116 = 24389.0F / 27.0F / 116.0F;
 constexpr float k16Over116 = 16.0F / 116.0F;
 
+// Truncates numbers that lie within i32, without the care for others.
+hn::Vec<hn::RebindToSigned<D>> truncateSmall(V v) {
+#if HWY_TARGET <= HWY_AVX3
+  return {_mm512_cvttps_epi32(v.raw)};
+#elif HWY_TARGET == HWY_AVX2
+  return {_mm256_cvttps_epi32(v.raw)};
+#else
+  return hn::ConvertTo(hn::RebindToSigned<D>(), v);
+#endif
+}
+
+// Stores numbers from 0 to 255 as bytes.
+void storeLevels(hn::Vec<hn::RebindToSigned<D>> levels, std::uint8_t* to) {
+#if HWY_TARGET <= HWY_AVX3
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_cvtepi32_epi8(levels.raw));
+#else
+  const hn::Rebind<std::uint8_t, D> d8;
+  hn::StoreU(hn::DemoteTo(d8, levels), d8, to);
+#endif
+}
+
 // A first guess from the exponent (dividing the bits of a float by three), then Halley's iteration
 // x (x^3 + 2 t) / (2 x^3 + t), which triples the correct digits each time.
 V cubeRoot(D d, V t) {
@@ -28,7 +50,7 @@ V cubeRoot(D d, V t) {
   // bits / 3 through floats: the guess need not be exact.
   const hn::RebindToSigned<D> di;
   const auto third =
-      hn::ConvertTo(di, hn::Mul(hn::ConvertTo(d, hn::BitCast(di, bits)), hn::Set(d, 1.0F / 3.0F)));
+      truncateSmall(hn::Mul(hn::ConvertTo(d, hn::BitCast(di, bits)), hn::Set(d, 1.0F / 3.0F)));
   V x = hn::BitCast(d, hn::Add(third, hn::Set(di, 0x2a5137a0)));
   for (int i = 0; i < 2; ++i) {
     const V cube = hn::Mul(hn::Mul(x, x), x);
@@ -44,12 +66,10 @@ V root(D d, V t) {
   return hn::IfThenElse(hn::Gt(t, hn::Set(d, kEpsilon)), cubeRoot(d, t), linear);
 }
 
-// Limited to 0…255, to the nearest whole number.
-hn::Vec<hn::Rebind<std::uint8_t, D>> toLevel(D d, V v) {
-  const hn::RebindToSigned<D> di;
-  const hn::Rebind<std::uint8_t, D> d8;
+// Stores numbers as bytes: limited to 0…255, the nearest whole number.
+void storeNearest(D d, V v, std::uint8_t* to) {
   const V limited = hn::Min(hn::Max(v, hn::Zero(d)), hn::Set(d, 255.0F));
-  return hn::DemoteTo(d8, hn::ConvertTo(di, hn::Add(limited, hn::Set(d, 0.5F))));
+  storeLevels(truncateSmall(hn::Add(limited, hn::Set(d, 0.5F))), to);
 }
 
 V lightness(D d, V fy) {
@@ -94,15 +114,35 @@ struct Planes {
 
 void EncodeLightness(const float* y, std::uint8_t* levels, std::size_t count) {
   const D d;
-  const hn::Rebind<std::uint8_t, D> d8;
   for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-    hn::StoreU(toLevel(d, lightness(d, root(d, hn::LoadU(d, y + i)))), d8, levels + i);
+    storeNearest(d, lightness(d, root(d, hn::LoadU(d, y + i))), levels + i);
   }
 }
 
-void Encode(const float* xyz, std::uint8_t* lab, std::size_t count) {
+// X/Xn, Y/Yn, Z/Zn and 0 of each pixel, one after the other.
+void sumShares(const LabEncoding& encoding, const std::uint8_t* rgb, float* xyz,
+               std::size_t count) {
+  const hn::CappedTag<float, 4> d;
+  const auto& shares = encoding.shares;
+#pragma GCC unroll 4
+  for (std::size_t i = 0; i < count; ++i) {
+    const float* const r = shares[0][rgb[3 * i]].data();
+    const float* const g = shares[1][rgb[3 * i + 1]].data();
+    const float* const b = shares[2][rgb[3 * i + 2]].data();
+    for (std::size_t k = 0; k < 4; k += hn::MaxLanes(d)) {
+      const auto sum = hn::Add(hn::Load(d, r + k), hn::Load(d, g + k));
+      hn::Store(hn::Add(sum, hn::Load(d, b + k)), d, xyz + 4 * i + k);
+    }
+  }
+  // Whole vectors are computed at the end: their surplus must be numbers.
+  std::fill(xyz + 4 * count, xyz + 4 * kLabBlock, 1.0F);
+}
+
+void Encode(const LabEncoding& encoding, const std::uint8_t* rgb, std::uint8_t* lab,
+            std::size_t count) {
   const D d;
-  const hn::Rebind<std::uint8_t, D> d8;
+  alignas(64) float xyz[4 * kLabBlock];
+  sumShares(encoding, rgb, xyz, count);
   Planes planes;
   for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
     V x = hn::Zero(d);
@@ -115,9 +155,9 @@ void Encode(const float* xyz, std::uint8_t* lab, std::size_t count) {
     z = root(d, z);
     const V a = hn::Add(hn::Mul(hn::Sub(x, y), hn::Set(d, 500.0F)), hn::Set(d, 128.0F));
     const V b = hn::Add(hn::Mul(hn::Sub(y, z), hn::Set(d, 200.0F)), hn::Set(d, 128.0F));
-    hn::StoreU(toLevel(d, lightness(d, y)), d8, planes.channels[0] + i);
-    hn::StoreU(toLevel(d, a), d8, planes.channels[1] + i);
-    hn::StoreU(toLevel(d, b), d8, planes.channels[2] + i);
+    storeNearest(d, lightness(d, y), planes.channels[0] + i);
+    storeNearest(d, a, planes.channels[1] + i);
+    storeNearest(d, b, planes.channels[2] + i);
   }
   planes.store(lab, count);
 }
@@ -139,25 +179,21 @@ V asFloats(D d, const std::uint8_t* levels) {
   return hn::ConvertTo(d, hn::PromoteTo(di, hn::LoadU(d8, levels)));
 }
 
-hn::Vec<hn::Rebind<std::uint8_t, D>> levelOf(D d, const LevelSteps& steps, V linear) {
+// The bits of a float, limited to those that LevelSteps knows.
+hn::Vec<hn::RebindToSigned<D>> stepBits(D d, V linear) {
   const hn::RebindToSigned<D> di;
-  const hn::Rebind<std::uint8_t, D> d8;
   const V limited =
       hn::Min(hn::Max(linear, hn::BitCast(d, hn::Set(di, LevelSteps::kFirstBits))), hn::Set(d, 1));
-  const auto bits = hn::BitCast(di, limited);
-  const auto bucket =
-      hn::ShiftRight<LevelSteps::kBucketBits>(hn::Sub(bits, hn::Set(di, LevelSteps::kFirstBits)));
-  const auto place = hn::And(bits, hn::Set(di, (1 << LevelSteps::kBucketBits) - 1));
-  const auto entry = hn::GatherIndex(di, steps.entries(), bucket);
-  return hn::DemoteTo(d8, hn::ShiftRight<LevelSteps::kBucketBits>(hn::Add(entry, place)));
+  return hn::BitCast(di, limited);
 }
 
 void Decode(const std::uint8_t* lab, const LabDecoding& decoding, std::uint8_t* rgb,
             std::size_t count) {
   const D d;
-  const hn::Rebind<std::uint8_t, D> d8;
+  const hn::RebindToSigned<D> di;
   Planes planes;
   planes.load(lab, count);
+  alignas(64) std::int32_t bits[3][kLabBlock];
   for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
     const V l = asFloats(d, planes.channels[0] + i);
     const V a = asFloats(d, planes.channels[1] + i);
@@ -169,8 +205,18 @@ void Decode(const std::uint8_t* lab, const LabDecoding& decoding, std::uint8_t* 
     const V y = unroot(d, fy);
     const V z = unroot(d, fz);
     for (std::size_t c = 0; c < 3; ++c) {
-      const V linear = row(d, decoding.matrix + 3 * c, x, y, z);
-      hn::StoreU(levelOf(d, *decoding.steps[c], linear), d8, planes.channels[c] + i);
+      hn::Store(stepBits(d, row(d, decoding.matrix + 3 * c, x, y, z)), di, bits[c] + i);
+    }
+  }
+  alignas(64) std::int32_t entries[kLabBlock];
+  for (std::size_t c = 0; c < 3; ++c) {
+    const std::size_t whole = (count + hn::Lanes(d) - 1) / hn::Lanes(d) * hn::Lanes(d);
+    decoding.steps[c]->lookUp(bits[c], entries, whole);
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+      const auto place =
+          hn::And(hn::Load(di, bits[c] + i), hn::Set(di, (1 << LevelSteps::kBucketBits) - 1));
+      const auto sum = hn::Add(hn::Load(di, entries + i), place);
+      storeLevels(hn::ShiftRight<LevelSteps::kBucketBits>(sum), planes.channels[c] + i);
     }
   }
   planes.store(rgb, count);
@@ -191,13 +237,22 @@ void encodeLightness(const float* y, std::uint8_t* levels, std::size_t count) {
   HWY_DYNAMIC_DISPATCH(EncodeLightness)(y, levels, count);
 }
 
-void encodeLab(const float* xyz, std::uint8_t* lab, std::size_t count) {
-  HWY_DYNAMIC_DISPATCH(Encode)(xyz, lab, count);
+void encodeLab(const LabEncoding& encoding, const std::uint8_t* rgb, std::uint8_t* lab,
+               std::size_t count) {
+  HWY_DYNAMIC_DISPATCH(Encode)(encoding, rgb, lab, count);
 }
 
 void decodeLab(const std::uint8_t* lab, const LabDecoding& decoding, std::uint8_t* rgb,
                std::size_t count) {
   HWY_DYNAMIC_DISPATCH(Decode)(lab, decoding, rgb, count);
+}
+
+void LevelSteps::lookUp(const std::int32_t* bits, std::int32_t* entries, std::size_t count) const {
+  static_assert(kBucketBits == 16);
+  const auto* const from = entries_.data();
+  constexpr std::int32_t kFirst = kFirstBits >> kBucketBits;
+#pragma GCC unroll 8
+  for (std::size_t i = 0; i < count; ++i) entries[i] = from[(bits[i] >> kBucketBits) - kFirst];
 }
 
 LevelSteps::LevelSteps(const std::array<double, 256>& thresholds) {

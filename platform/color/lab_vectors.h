@@ -6,17 +6,23 @@
 
 namespace kelvo {
 
-// The vector part of the way between linear light and 8-bit L*a*b*. Arrays hold `count` pixels,
-// count at most kLabBlock, and have room for kLabBlock where nothing else is said. Every processor
-// gives the same results.
+// The vector part of the way between 8-bit RGB and 8-bit L*a*b*. Arrays of bytes hold `count`
+// pixels, count at most kLabBlock. Every processor gives the same results.
 constexpr std::size_t kLabBlock = 256;
 
-// From X/Xn, Y/Yn, Z/Zn and a number without meaning for each pixel, from 0 up: f of each is the
-// cube root above 216/24389, linear below (CIE 15); L* = 116 fy - 16, a* = 500 (fx - fy),
-// b* = 200 (fy - fz), encoded and rounded to nearest. `lab` has room for `count` pixels.
-void encodeLab(const float* xyz, std::uint8_t* lab, std::size_t count);
+// What leads from levels to linear light: what each level of r, g and b contributes to X/Xn, Y/Yn
+// and Z/Zn, and 0.
+struct LabEncoding {
+  alignas(16) std::array<std::array<std::array<float, 4>, 256>, 3> shares{};
+};
 
-// From Y/Yn: the first byte of what encodeLab gives.
+// f of X/Xn, Y/Yn and Z/Zn is the cube root above 216/24389, linear below (CIE 15);
+// L* = 116 fy - 16, a* = 500 (fx - fy), b* = 200 (fy - fz), encoded and rounded to nearest. `rgb`
+// and `lab` may be the same memory.
+void encodeLab(const LabEncoding& encoding, const std::uint8_t* rgb, std::uint8_t* lab,
+               std::size_t count);
+
+// From Y/Yn: the first byte of what encodeLab gives. Both arrays have room for kLabBlock.
 void encodeLightness(const float* y, std::uint8_t* levels, std::size_t count);
 
 // A channel's curve from linear light to levels, for looking up. A bucket is a range of the bits of
@@ -33,7 +39,9 @@ class LevelSteps {
   // `thresholds`: linear light from which a level is k, k = 1…255, rising, to 1.
   explicit LevelSteps(const std::array<double, 256>& thresholds);
 
-  [[nodiscard]] const std::int32_t* entries() const { return entries_.data(); }
+  // The entries for the bits of floats from kFirstBits to kLastBits. One by one: the processors'
+  // own way to gather them takes twice as long.
+  void lookUp(const std::int32_t* bits, std::int32_t* entries, std::size_t count) const;
 
  private:
   std::array<std::int32_t, ((kLastBits - kFirstBits) >> kBucketBits) + 1> entries_{};

@@ -216,9 +216,9 @@ TEST(ColorWorld, TheLightnessCountedIsTheFirstByteOfTheConversion) {
       ->convert(pixels.data(), converted.data(), pixels.size() / 3);
   std::array<std::uint64_t, 256> expected{};
   for (std::size_t i = 0; i < converted.size(); i += 3) ++expected[converted[i]];
-  std::uint64_t actual[256] = {};
-  countLightness(pixels.data(), pixels.size() / 3, actual);
-  EXPECT_TRUE(std::equal(expected.begin(), expected.end(), actual));
+  LevelCounter counter;
+  countLightness(pixels.data(), pixels.size() / 3, counter);
+  EXPECT_EQ(counter.counts(), expected);
 }
 
 TEST(ColorWorld, SourceAndDestinationMayBeTheSamePixels) {
