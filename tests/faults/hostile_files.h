@@ -21,5 +21,6 @@ std::vector<HostileFile> hostileWebps();
 std::vector<HostileFile> hostileBmps();
 std::vector<HostileFile> hostileHeifs();
 std::vector<HostileFile> hostileJpeg2000s();
+std::vector<HostileFile> hostileJxls();
 
 }  // namespace kelvo::test

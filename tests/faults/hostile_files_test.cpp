@@ -67,6 +67,7 @@ TEST_F(HostileFiles, OfWebpAreRefused) { expectBounded(hostileWebps()); }
 TEST_F(HostileFiles, OfBmpAreRefused) { expectBounded(hostileBmps()); }
 TEST_F(HostileFiles, OfHeicAndAvifAreRefused) { expectBounded(hostileHeifs()); }
 TEST_F(HostileFiles, OfJpeg2000AreRefused) { expectBounded(hostileJpeg2000s()); }
+TEST_F(HostileFiles, OfJpegXlAreRefused) { expectBounded(hostileJxls()); }
 
 }  // namespace
 }  // namespace kelvo::test

@@ -17,7 +17,8 @@ struct Parts {
 // How many cells of a grid so many samples touch, wherever they begin.
 double cells(std::uint64_t samples, unsigned exponent) {
   const std::uint64_t side = std::uint64_t{1} << exponent;
-  return static_cast<double>((samples - 1 + side - 1) / side + 1);
+  const std::uint64_t count = (samples + side - 2) / side + 1;
+  return static_cast<double>(count);
 }
 
 // ISO/IEC 15444-1, B.5 to B.7.

@@ -1,75 +1,25 @@
 #include "platform/image_io/jxl/coding.h"
 
 #include <algorithm>
-#include <array>
+
+#include "platform/image_io/jxl/bit_reader.h"
 
 namespace kelvo::jxl {
 namespace {
-
-// Numbers as ISO/IEC 18181-1 packs them: the lowest bit comes first. Past the end all is 0 and ok()
-// is false.
-class BitReader {
- public:
-  explicit BitReader(heif::Bytes bytes) : bytes_(bytes) {}
-
-  std::uint32_t bits(unsigned count) {
-    std::uint32_t value = 0;
-    for (unsigned i = 0; i < count; ++i, ++position_) {
-      const std::size_t byte = position_ / 8;
-      if (byte >= bytes_.size()) {
-        ok_ = false;
-        return 0;
-      }
-      value |= (std::to_integer<std::uint32_t>(bytes_[byte]) >> (position_ % 8) & 1U) << i;
-    }
-    return value;
-  }
-
-  // The lowest bits of a number of up to 64 bits.
-  std::uint32_t variable() {
-    switch (bits(2)) {
-      case 0:
-        return 0;
-      case 1:
-        return 1 + bits(4);
-      case 2:
-        return 17 + bits(8);
-      default:
-        return bits(12);
-    }
-  }
-
-  struct Range {
-    std::uint32_t first;
-    unsigned bits;
-  };
-  // A number in one of four ranges.
-  std::uint32_t ranged(const std::array<Range, 4>& ranges) {
-    const Range range = ranges[bits(2)];
-    return range.first + bits(range.bits);
-  }
-
-  [[nodiscard]] bool ok() const { return ok_; }
-
- private:
-  heif::Bytes bytes_;
-  std::size_t position_ = 0;
-  bool ok_ = true;
-};
 
 constexpr float kUsualDistance = 1;  // what encoders take if nobody asks for another
 constexpr float kCarefulDistance = 0.5F;
 
 constexpr std::uint32_t kRegularFrame = 0;
-constexpr std::uint32_t kNoise = 1;
-constexpr std::uint32_t kPatches = 2;
-constexpr std::uint32_t kSplines = 16;
-constexpr std::uint32_t kOtherFrameHasLowest = 32;
+constexpr std::uint64_t kNoise = 1;
+constexpr std::uint64_t kPatches = 2;
+constexpr std::uint64_t kSplines = 16;
+constexpr std::uint64_t kOtherFrameHasLowest = 32;
 
 struct FrameStart {
   bool known = false;
   bool modular = false;
-  std::uint32_t flags = 0;
+  std::uint64_t flags = 0;
 };
 
 FrameStart readStart(heif::Bytes frame) {
@@ -88,7 +38,7 @@ FrameStart readStart(heif::Bytes frame) {
 
 // The quantiser of the lowest frequency follows from the distance alone: libjxl makes them
 // inversely proportional, up to a distance of 3.
-float distanceOf(heif::Bytes sections, std::uint32_t flags) {
+float distanceOf(heif::Bytes sections, std::uint64_t flags) {
   constexpr float kProduct = 1.115F;  // of quantiser and distance, 1.10 to 1.12 by measurement
   constexpr float kClosest = 0.02F;
   constexpr float kFarthest = 3;

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <memory>
+#include <utility>
 
 namespace kelvo::jxl {
 namespace {
@@ -15,7 +17,14 @@ SourceStatus damaged(std::string cause) {
 }
 
 // The parts in their order, the last of them marked.
-SourceStatus join(const std::vector<Box>& boxes, std::vector<std::byte>& joined) {
+SourceStatus join(const std::vector<Box>& boxes, std::uint64_t mostBytes,
+                  std::vector<std::byte>& joined) {
+  std::uint64_t size = 0;
+  for (const Box& box : boxes) size += box.type == kPartOfCodestream ? box.payload.size() : 0;
+  if (size > mostBytes) {
+    return damaged("the parts of its codestream take more memory than is allowed (--max-memory)");
+  }
+  joined.reserve(size);
   std::uint32_t expected = 0;
   bool ended = false;
   for (const Box& box : boxes) {
@@ -43,7 +52,7 @@ bool Container::has(FourCC type) const {
                      [type](const Box& box) { return contentType(box) == type; });
 }
 
-Container readContainer(Bytes file) {
+Container readContainer(Bytes file, std::uint64_t mostBytes) {
   Container container;
   if (file.size() >= 2 && file[0] == std::byte{0xFF}) {
     container.codestream = file;
@@ -65,7 +74,7 @@ Container readContainer(Bytes file) {
     return container;
   }
   if (parts) {
-    SourceStatus joining = join(container.boxes, container.joined);
+    SourceStatus joining = join(container.boxes, mostBytes, container.joined);
     container.codestream = container.joined;
     if (container.status.cause.empty()) container.status = std::move(joining);
     return container;
@@ -83,7 +92,11 @@ FourCC contentType(const Box& box) {
   return box.type == kCompressedBox ? heif::Reader(box.payload).u32() : box.type;
 }
 
-Result<std::vector<std::byte>> decompressed(const Box& box, std::size_t mostBytes) {
+namespace {
+
+// Hands what comes out of a compressed box to `take`, a piece at a time.
+Result<void> decompress(const Box& box, std::size_t mostBytes,
+                        const std::function<void(Bytes)>& take) {
   const std::unique_ptr<BrotliDecoderState, decltype(&BrotliDecoderDestroyInstance)> state(
       BrotliDecoderCreateInstance(nullptr, nullptr, nullptr), &BrotliDecoderDestroyInstance);
   if (state == nullptr || box.payload.size() < sizeof(FourCC)) {
@@ -92,22 +105,39 @@ Result<std::vector<std::byte>> decompressed(const Box& box, std::size_t mostByte
   const Bytes data = box.payload.subspan(sizeof(FourCC));
   const auto* next = reinterpret_cast<const std::uint8_t*>(data.data());
   std::size_t left = data.size();
-  std::vector<std::byte> content;
-  constexpr std::size_t kStep = 1 << 16;
-  for (;;) {
-    const std::size_t filled = content.size();
-    content.resize(filled + kStep);
-    auto* out = reinterpret_cast<std::uint8_t*>(content.data() + filled);
-    std::size_t room = kStep;
+  std::vector<std::byte> piece(1 << 16);
+  for (std::size_t total = 0;;) {
+    auto* out = reinterpret_cast<std::uint8_t*>(piece.data());
+    std::size_t room = piece.size();
     const auto result =
         BrotliDecoderDecompressStream(state.get(), &left, &next, &room, &out, nullptr);
-    content.resize(filled + kStep - room);
-    if (content.size() > mostBytes) return Error{"a compressed box is too large"};
-    if (result == BROTLI_DECODER_RESULT_SUCCESS && left == 0) return content;
+    const std::size_t made = piece.size() - room;
+    total += made;
+    if (total > mostBytes) return Error{"a compressed box is too large"};
+    take(Bytes(piece).first(made));
+    if (result == BROTLI_DECODER_RESULT_SUCCESS && left == 0) return {};
     if (result != BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT) {
       return Error{"a compressed box is damaged"};
     }
   }
+}
+
+}  // namespace
+
+Result<std::vector<std::byte>> decompressed(const Box& box, std::size_t mostBytes) {
+  std::vector<std::byte> content;
+  auto done = decompress(box, mostBytes, [&content](Bytes piece) {
+    content.insert(content.end(), piece.begin(), piece.end());
+  });
+  if (!done) return std::move(done).error();
+  return content;
+}
+
+Result<std::size_t> decompressedSize(const Box& box, std::size_t mostBytes) {
+  std::size_t size = 0;
+  auto done = decompress(box, mostBytes, [&size](Bytes piece) { size += piece.size(); });
+  if (!done) return std::move(done).error();
+  return size;
 }
 
 Result<std::vector<std::byte>> compressed(FourCC type, Bytes content) {

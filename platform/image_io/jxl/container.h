@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "platform/image_io/codec.h"
@@ -31,14 +33,17 @@ struct Container {
   [[nodiscard]] bool has(FourCC type) const;
 };
 
-Container readContainer(Bytes file);
+// Parts of more than `mostBytes` are not joined.
+Container readContainer(Bytes file,
+                        std::uint64_t mostBytes = std::numeric_limits<std::uint64_t>::max());
 
 // What a box is about: its type, or the type of what is compressed in it.
 FourCC contentType(const Box& box);
 
-// The content of a compressed box, and a box's payload for a content. Errors: damaged data, or
-// content of more than `mostBytes`.
+// The content of a compressed box, its size, and a box's payload for a content. Errors: damaged
+// data, or content of more than `mostBytes`.
 Result<std::vector<std::byte>> decompressed(const Box& box, std::size_t mostBytes);
+Result<std::size_t> decompressedSize(const Box& box, std::size_t mostBytes);
 Result<std::vector<std::byte>> compressed(FourCC type, Bytes content);
 
 }  // namespace kelvo::jxl

@@ -1,11 +1,35 @@
 #include "platform/image_io/jxl/decoder.h"
 
+#include <utility>
+
 #include "platform/image_io/jxl/library.h"
 
 namespace kelvo::jxl {
 namespace {
 
 Error damagedPicture() { return Error{"the picture data are damaged"}; }
+
+// A decoder of which this frame is the next.
+Result<DecoderRest::Parts> begin(const JxlFile& file, std::size_t frame) {
+  DecoderRest::Parts parts = {.runner = makeRunner(file.limits.threads),
+                              .decoder = Decoder(JxlDecoderCreate(nullptr))};
+  JxlDecoder* const decoder = parts.decoder.get();
+  if (decoder == nullptr ||
+      JxlDecoderSubscribeEvents(decoder, JXL_DEC_FULL_IMAGE) != JXL_DEC_SUCCESS ||
+      JxlDecoderSetKeepOrientation(decoder, JXL_TRUE) != JXL_DEC_SUCCESS ||
+      JxlDecoderSetCoalescing(decoder, JXL_FALSE) != JXL_DEC_SUCCESS ||
+      (parts.runner && JxlDecoderSetParallelRunner(decoder, JxlThreadParallelRunner,
+                                                   parts.runner.get()) != JXL_DEC_SUCCESS)) {
+    return Error{"the JPEG XL library is another version"};
+  }
+  const Bytes codestream = file.container.codestream;
+  if (JxlDecoderSetInput(decoder, reinterpret_cast<const std::uint8_t*>(codestream.data()),
+                         codestream.size()) != JXL_DEC_SUCCESS) {
+    return damagedPicture();
+  }
+  if (frame > 0) JxlDecoderSkipFrames(decoder, frame);
+  return parts;
+}
 
 }  // namespace
 
@@ -19,24 +43,13 @@ JxlPixelFormat pixelFormat(const PixelLayout& layout) {
 Result<std::vector<std::byte>> decodeFrame(const JxlFile& file, std::size_t frame) {
   // There may be any number of channels.
   if (!file.headers.obstacle.empty()) return Error{file.headers.obstacle};
-  // Before the decoder, which may use it until it is gone.
-  const Runner runner = makeRunner(file.limits.threads);
-  const Decoder owned(JxlDecoderCreate(nullptr));
-  JxlDecoder* const decoder = owned.get();
-  if (decoder == nullptr ||
-      JxlDecoderSubscribeEvents(decoder, JXL_DEC_FULL_IMAGE) != JXL_DEC_SUCCESS ||
-      JxlDecoderSetKeepOrientation(decoder, JXL_TRUE) != JXL_DEC_SUCCESS ||
-      JxlDecoderSetCoalescing(decoder, JXL_FALSE) != JXL_DEC_SUCCESS ||
-      (runner && JxlDecoderSetParallelRunner(decoder, JxlThreadParallelRunner, runner.get()) !=
-                     JXL_DEC_SUCCESS)) {
-    return Error{"the JPEG XL library is another version"};
+  auto parts = file.rest.take(frame);
+  if (!parts) {
+    auto begun = begin(file, frame);
+    if (!begun) return std::move(begun).error();
+    parts = *std::move(begun);
   }
-  const Bytes codestream = file.container.codestream;
-  if (JxlDecoderSetInput(decoder, reinterpret_cast<const std::uint8_t*>(codestream.data()),
-                         codestream.size()) != JXL_DEC_SUCCESS) {
-    return damagedPicture();
-  }
-  if (frame > 0) JxlDecoderSkipFrames(decoder, frame);
+  JxlDecoder* const decoder = parts->decoder.get();
   const Frame& wanted = file.headers.frames[frame];
   const PixelLayout layout = layoutOf(file.headers);
   const JxlPixelFormat format = pixelFormat(layout);
@@ -57,7 +70,9 @@ Result<std::vector<std::byte>> decodeFrame(const JxlFile& file, std::size_t fram
       }
       case JXL_DEC_FULL_IMAGE:
         if (pixels.empty()) return damagedPicture();
-        if (frame + 1 == file.headers.frames.size() && JxlDecoderReleaseInput(decoder) != 0) {
+        if (frame + 1 < file.headers.frames.size()) {
+          file.rest.keep(*std::move(parts), frame + 1);
+        } else if (JxlDecoderReleaseInput(decoder) != 0) {
           return Error{"the picture data are damaged: more follow than the pictures take"};
         }
         return pixels;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/image_io/jxl/frame_walk.h"
 #include "platform/image_io/jxl/jxl_file.h"
 #include "platform/image_io/jxl/library.h"
 
@@ -36,6 +37,11 @@ class HeaderReader {
       : codestream_(codestream), limits_(limits), decoder_(JxlDecoderCreate(nullptr)) {}
 
   Result<Headers> read() {
+    // The library would take a container, too.
+    if (codestream_.size() >= 2 &&
+        (codestream_[0] != std::byte{0xFF} || codestream_[1] != std::byte{0x0A})) {
+      return Error{"its codestream does not begin as one"};
+    }
     JxlDecoder* const decoder = decoder_.get();
     if (decoder == nullptr ||
         JxlDecoderSubscribeEvents(decoder, JXL_DEC_BASIC_INFO | JXL_DEC_COLOR_ENCODING |
@@ -60,6 +66,7 @@ class HeaderReader {
           break;
         case JXL_DEC_SUCCESS:
           if (headers_.frames.empty()) return Error{"it has no picture"};
+          if (auto checked = checkHiddenFrames(); !checked) return std::move(checked).error();
           return std::move(headers_);
         case JXL_DEC_NEED_MORE_INPUT:
           if (headers_.frames.empty()) return Error{"it ends before its first picture"};
@@ -205,7 +212,25 @@ class HeaderReader {
                                    headers_.info.uses_original_profile == 0);
     }
     headers_.frames.push_back(std::move(frame));
+    sections_.push_back(position_ - firstFrame_);
     return {};
+  }
+
+  // Only files without an obstacle are decoded.
+  Result<void> checkHiddenFrames() {
+    if (!headers_.obstacle.empty()) return {};
+    const auto hidden =
+        findHiddenFrames(codestream_.subspan(firstFrame_), headers_.info, sections_);
+    if (!hidden) {
+      obstacle(hidden.error().message);
+      return {};
+    }
+    if (headers_.frames.size() + hidden->count > limits_.maxFrames) {
+      return Error{fmt::format("it has more than the {} pictures allowed (--max-frames)",
+                               limits_.maxFrames)};
+    }
+    headers_.hiddenPixels = hidden->largest;
+    return checkSize(hidden->largest, 1);
   }
 
   // Adding and multiplying do not commute with an adjustment of both layers.
@@ -215,8 +240,8 @@ class HeaderReader {
     }
   }
 
-  Result<void> checkSize(std::uint32_t width, std::uint32_t height) const {
-    const std::uint64_t pixels = std::uint64_t{width} * height;
+  Result<void> checkSize(std::uint64_t width, std::uint64_t height) const {
+    const std::uint64_t pixels = width * height;
     if (pixels <= limits_.maxPixels) return {};
     return Error{fmt::format("it has {} pixels, more than the {} allowed (--max-pixels)", pixels,
                              limits_.maxPixels)};
@@ -228,6 +253,7 @@ class HeaderReader {
   Headers headers_;
   std::size_t position_ = 0;
   std::size_t firstFrame_ = 0;
+  std::vector<std::size_t> sections_;  // of each frame, from the first frame on
 };
 
 }  // namespace

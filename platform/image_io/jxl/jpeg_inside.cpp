@@ -24,7 +24,20 @@ Result<const CodecSource*> JpegInside::open() const {
   return static_cast<const CodecSource*>((*source_)->get());
 }
 
+// The library holds the content of metadata that belong into the JPEG, and has no limit for it.
+Result<void> JpegInside::checkMetadata() const {
+  std::uint64_t left = limits_.maxMemoryBytes / 4;
+  for (const Box& box : heif::readBoxes(container_).boxes) {
+    if (box.type != kCompressedBox) continue;
+    const auto size = decompressedSize(box, left);
+    if (!size) return size.error();
+    left -= *size;
+  }
+  return {};
+}
+
 Result<std::unique_ptr<CodecSource>> JpegInside::unpack() const {
+  if (auto fits = checkMetadata(); !fits) return std::move(fits).error();
   auto bytes = unpackJpeg(container_, limits_.maxMemoryBytes);
   if (!bytes) return std::move(bytes).error();
   auto source = kJpegCodec.open(MappedFile::fromBytes(*std::move(bytes)), limits_);

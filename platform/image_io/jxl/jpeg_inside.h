@@ -19,6 +19,7 @@ class JpegInside {
   Result<const CodecSource*> open() const;
 
  private:
+  Result<void> checkMetadata() const;
   Result<std::unique_ptr<CodecSource>> unpack() const;
 
   Bytes container_;

@@ -4,14 +4,17 @@
 #include <jxl/color_encoding.h>
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/image_io/codec.h"
 #include "platform/image_io/jxl/coding.h"
 #include "platform/image_io/jxl/container.h"
 #include "platform/image_io/jxl/jpeg_inside.h"
+#include "platform/image_io/jxl/library.h"
 
 namespace kelvo::jxl {
 
@@ -32,6 +35,7 @@ struct Headers {
   std::optional<JxlColorEncoding> encoding;  // none: the colours are told by the profile
   std::vector<std::byte> profile;            // ICC; of an encoding, one that stands for it
   std::vector<Frame> frames;
+  std::uint64_t hiddenPixels = 0;  // of the largest frame that pictures only refer to
   Coding coding;
   SourceStatus status;
   // Why the file cannot be written back whole: its first reason. Empty if it can.
@@ -45,6 +49,32 @@ Result<Headers> readHeaders(Bytes codestream, const Limits& limits);
 // and container aside.
 bool sameContents(const Headers& before, const Headers& after);
 
+// The library's decoder as a frame left it. Frames come one after the other, and a decoder that
+// begins anew goes through all those before.
+class DecoderRest {
+ public:
+  struct Parts {
+    Runner runner;  // outlives the decoder
+    Decoder decoder;
+  };
+  // The one that this frame is next for, if there is one.
+  std::optional<Parts> take(std::size_t frame) {
+    const std::lock_guard lock(mutex_);
+    if (!parts_ || next_ != frame) return std::nullopt;
+    return std::exchange(parts_, std::nullopt);
+  }
+  void keep(Parts parts, std::size_t next) {
+    const std::lock_guard lock(mutex_);
+    parts_ = std::move(parts);
+    next_ = next;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::optional<Parts> parts_;
+  std::size_t next_ = 0;
+};
+
 // An opened file, shared by everything made from it.
 struct JxlFile {
   FileBytes bytes;
@@ -52,6 +82,7 @@ struct JxlFile {
   Headers headers;
   std::unique_ptr<const JpegInside> jpeg;  // of a file that is a packed JPEG
   Limits limits;
+  mutable DecoderRest rest;
 };
 using JxlFileRef = std::shared_ptr<const JxlFile>;
 

@@ -67,6 +67,7 @@ class Source final : public CodecSource {
       return std::move(fits).error();
     }
     if (file_->jpeg) {
+      if (!file_->headers.obstacle.empty()) return Error{file_->headers.obstacle};
       const auto jpeg = file_->jpeg->open();
       if (!jpeg) return jpeg.error();
       auto image = (*jpeg)->image(frame);
@@ -110,7 +111,7 @@ class Source final : public CodecSource {
 
 Result<std::unique_ptr<CodecSource>> openJxl(FileBytes file, const Limits& limits) {
   auto opened = std::make_shared<JxlFile>();
-  opened->container = readContainer(file->bytes());
+  opened->container = readContainer(file->bytes(), limits.maxMemoryBytes);
   opened->bytes = std::move(file);
   opened->limits = limits;
   const Container& container = opened->container;
@@ -172,10 +173,15 @@ Result<void> checkMemory(const JxlFile& file, const Frame& frame, Use use) {
   if (file.headers.frames.size() > 1) {
     needed += std::uint64_t{info.xsize} * info.ysize * kReferenceBytesPerPixel;
   }
+  const std::uint64_t hidden =
+      file.headers.hiddenPixels * (kDecodeBytesPerPixel + kReferenceBytesPerPixel);
+  needed += hidden;
   if (needed <= file.limits.maxMemoryBytes) return {};
   return Error{fmt::format(
-      "a picture of {} x {} pixels takes {} bytes of memory, over the limit of {} (--max-memory)",
-      frame.width, frame.height, needed, file.limits.maxMemoryBytes)};
+      "a picture of {} x {} pixels{} takes {} bytes of memory, over the limit of {} (--max-memory)",
+      frame.width, frame.height,
+      hidden > 0 ? fmt::format(" that refers to one of {}", file.headers.hiddenPixels) : "", needed,
+      file.limits.maxMemoryBytes)};
 }
 
 }  // namespace kelvo::jxl

@@ -107,5 +107,20 @@ TEST(JxlDamage, LimitsAreKept) {
             "it has more than the 2 pictures allowed (--max-frames)");
 }
 
+TEST(JxlDamage, PartsAreJoinedWithinTheMemoryAllowed) {
+  const Bytes stream = makeJxl("-d 0", 50, 40);
+  const Bytes file =
+      concat({box("JXL ", fromHex("0d0a870a")), box("ftyp", fromHex("6a786c20 00000000 6a786c20")),
+              box("jxlp", concat({fromHex("80000000"), stream}))});
+  EXPECT_TRUE(readsWhole(file));
+  EXPECT_EQ(openError(kJxlCodec, file, {.maxMemoryBytes = stream.size()}),
+            "the parts of its codestream take more memory than is allowed (--max-memory)");
+}
+
+TEST(JxlDamage, ACodestreamThatIsAContainerIsDamage) {
+  EXPECT_EQ(openError(kJxlCodec, container(container(makeJxl("-d 0", 50, 40)))),
+            "its codestream does not begin as one");
+}
+
 }  // namespace
 }  // namespace kelvo::image_io_test

@@ -440,6 +440,23 @@ TEST(JxlRefusal, FurtherChannels) {
             "channels besides colour and alpha cannot be written back");
 }
 
+// Where the second one begins cannot be told, and what lies between them neither.
+TEST(JxlRefusal, PicturesOutOfOrderWithOthersBehindThem) {
+  LibraryFile made;
+  made.width = 600;
+  made.lossless = false;
+  made.frame = [](JxlEncoderFrameSettings* settings, JxlFrameHeader& header, std::size_t) {
+    header.duration = 1;
+    EXPECT_EQ(JxlEncoderFrameSettingsSetOption(settings, JXL_ENC_FRAME_SETTING_GROUP_ORDER, 1),
+              JXL_ENC_SUCCESS);
+  };
+  made.basics = [](JxlBasicInfo& info) { info.have_animation = JXL_TRUE; };
+  EXPECT_EQ(refusal(makeByLibrary(made)), "");
+  made.frames = 2;
+  EXPECT_EQ(refusal(makeByLibrary(made)),
+            "a picture stored out of order, with others behind it, cannot be adjusted");
+}
+
 TEST(JxlRefusal, AnIndexOfFrames) {
   const Bytes file =
       container(makeJxl("-d 0", 50, 40), box("jxli", fromHex("00000000010000000100")));
