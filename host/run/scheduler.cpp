@@ -8,24 +8,10 @@
 
 namespace kelvo::host {
 
-namespace {
-
-// A look at the workers at least this often, while there is something to expect of them.
-constexpr std::chrono::milliseconds kLook{1000};
-// What counts of the time between two looks: the host may have been stopped, and the workers too.
-constexpr std::chrono::milliseconds kLongestLook{2000};
-
-// The slowest encoders and servers manage several times as much.
-constexpr std::uint64_t kPixelsASecond = 100'000;
-constexpr std::uint64_t kBytesASecond = 1'000'000;
-
-}  // namespace
-
 Scheduler::Scheduler(SetupMessage setup, std::size_t jobs, std::chrono::seconds patience,
                      const StopRequests& stops, RunAudience& audience, TaskOwner& owner)
     : setup_(std::move(setup)),
       patience_(patience),
-      looked_(Clock::now()),
       stops_(stops),
       audience_(audience),
       owner_(owner),
@@ -199,27 +185,18 @@ void Scheduler::wait() {
 }
 
 void Scheduler::countSilence() {
-  const auto now = Clock::now();
-  const auto passed = std::min<Clock::duration>(now - std::exchange(looked_, now), kLongestLook);
+  const auto passed = looks_.next();
   for (Slot& slot : slots_) {
     if (!slot.worker || (slot.ready && !slot.file)) continue;
     slot.silence += passed;
-    if (slot.silence > longestSilence(slot)) giveUp(slot);
+    const std::uint64_t bytes = slot.file ? owner_.bytesOf(*slot.file) : 0;
+    if (slot.silence > longestSilence(patience_, slot.pixels, bytes)) giveUp(slot);
   }
 }
 
-std::chrono::seconds Scheduler::longestSilence(const Slot& slot) const {
-  const std::uint64_t bytes = slot.file ? owner_.bytesOf(*slot.file) : 0;
-  return patience_ + std::chrono::seconds(slot.pixels / kPixelsASecond + bytes / kBytesASecond);
-}
-
 void Scheduler::giveUp(Slot& slot) {
-  const std::string reason =
-      "the worker process made no progress for " +
-      std::to_string(std::chrono::duration_cast<std::chrono::seconds>(slot.silence).count()) +
-      " seconds and was ended (--max-seconds)";
   slot.worker->kill();
-  end(slot, reason);
+  end(slot, describeSilence(slot.silence) + " (--max-seconds)");
 }
 
 void Scheduler::listen(Slot& slot) {

@@ -11,6 +11,7 @@
 
 #include "host/run/run_audience.h"
 #include "host/run/stop_requests.h"
+#include "host/workers/silence.h"
 #include "host/workers/worker_process.h"
 
 namespace kelvo::host {
@@ -54,7 +55,7 @@ class Scheduler {
                                  std::span<const std::uint32_t> groups);
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Clock = Looks::Clock;
 
   struct Slot {
     std::optional<WorkerProcess> worker;
@@ -78,7 +79,6 @@ class Scheduler {
   void breakSlot(Slot& slot, std::string reason);
   void wait();
   void countSilence();
-  [[nodiscard]] std::chrono::seconds longestSilence(const Slot& slot) const;
   void giveUp(Slot& slot);
   void end(Slot& slot, const std::string& why);
   void listen(Slot& slot);
@@ -89,7 +89,7 @@ class Scheduler {
 
   SetupMessage setup_;
   std::chrono::seconds patience_;
-  Clock::time_point looked_;  // at what the workers do
+  Looks looks_;  // at what the workers do
   const StopRequests& stops_;
   RunAudience& audience_;
   TaskOwner& owner_;

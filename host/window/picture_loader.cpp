@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "host/workers/silence.h"
+
 namespace kelvo::window {
 namespace {
 
@@ -22,7 +24,8 @@ QString describe(const host::PictureMessage& picture) {
 
 }  // namespace
 
-PictureLoader::PictureLoader(QObject* parent) : QObject(parent), thread_([this] { work(); }) {}
+PictureLoader::PictureLoader(QObject* parent, std::chrono::seconds patience)
+    : QObject(parent), patience_(patience), thread_([this] { work(); }) {}
 
 PictureLoader::~PictureLoader() {
   {
@@ -111,17 +114,24 @@ std::optional<host::PictureMessage> PictureLoader::ask(const host::PictureReques
     }
     worker_ = std::move(started).value();
   }
-  auto picture = answer();
+  auto picture = answer(failure);
   if (!picture) {
     worker_->kill();
-    failure = worker_->reap();
+    const std::string end = worker_->reap();
+    if (failure.empty()) {
+      failure = end;
+    }
     worker_.reset();
   }
   return picture;
 }
 
-// Absent when the worker has come to an end, or when there is nobody left to wait for it.
-std::optional<host::PictureMessage> PictureLoader::answer() {
+// Absent when the worker has come to an end, when there is nobody left to wait for it, or, with a
+// reason, when nothing was heard of it for too long.
+std::optional<host::PictureMessage> PictureLoader::answer(std::string& failure) {
+  host::Looks looks;
+  host::Looks::Clock::duration silence{0};
+  std::uint64_t pixels = 0;
   bool open = true;
   while (true) {
     auto next = worker_->channel().next();
@@ -132,16 +142,24 @@ std::optional<host::PictureMessage> PictureLoader::answer() {
       if (auto* const picture = std::get_if<host::PictureMessage>(&**next)) {
         return std::move(*picture);
       }
-      continue;  // a line of the log
+      if (const auto* const progress = std::get_if<host::ProgressMessage>(&**next)) {
+        pixels = progress->pixels;
+      }
+      continue;
     }
     if (!open || stop_.count() > 0) {
       return std::nullopt;
     }
     std::vector<pollfd> waiting = {{worker_->channel().number(), POLLIN, 0}};
     stop_.addWaiting(waiting);
-    ::poll(waiting.data(), waiting.size(), -1);
+    ::poll(waiting.data(), waiting.size(), static_cast<int>(host::kLook.count()));
+    silence += looks.next();
     if (waiting[0].revents != 0) {
+      silence = {};
       open = worker_->channel().receive(false);
+    } else if (silence > host::longestSilence(patience_, pixels, 0)) {
+      failure = host::describeSilence(silence);
+      return std::nullopt;
     }
   }
 }

@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QObject>
 #include <QString>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -11,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "host/arguments/command.h"
 #include "host/window/stop_switch.h"
 #include "host/workers/worker_process.h"
 
@@ -32,7 +34,10 @@ class PictureLoader : public QObject {
   Q_OBJECT
 
  public:
-  explicit PictureLoader(QObject* parent = nullptr);
+  // A worker may be silent for `patience`, and longer over large frames.
+  explicit PictureLoader(
+      QObject* parent = nullptr,
+      std::chrono::seconds patience = std::chrono::seconds(host::kDefaultMaxSeconds));
   ~PictureLoader() override;
 
   // The latest request is served first: it is what people look at.
@@ -48,11 +53,12 @@ class PictureLoader : public QObject {
   LoadedPicture load(const host::PictureRequestMessage& request);
   std::optional<host::PictureMessage> ask(const host::PictureRequestMessage& request,
                                           std::string& failure);
-  std::optional<host::PictureMessage> answer();
+  std::optional<host::PictureMessage> answer(std::string& failure);
 
   std::mutex lock_;
   std::condition_variable changed_;
   std::deque<host::PictureRequestMessage> requests_;  // the next one last
+  std::chrono::seconds patience_;
   StopSwitch stop_;
   std::optional<host::WorkerProcess> worker_;  // the thread's own
   std::thread thread_;

@@ -11,6 +11,8 @@
 namespace kelvo::host {
 namespace {
 
+using Progress = std::function<void(std::uint64_t pixels)>;
+
 // What a look at a file may cost.
 constexpr Limits kLimits{.maxPixels = 400'000'000,
                          .maxFrames = kDefaultMaxFrames,
@@ -60,8 +62,13 @@ class PixelReader {
 // count, far more than fall on one pixel of a picture for display.
 class BoxScaler {
  public:
-  BoxScaler(const CGImage& image, std::uint32_t width, std::uint32_t height)
-      : image_(image), width_(width), height_(height), sums_(std::size_t{width} * 4) {
+  BoxScaler(const CGImage& image, std::uint32_t width, std::uint32_t height,
+            const Progress& onProgress)
+      : image_(image),
+        width_(width),
+        height_(height),
+        onProgress_(onProgress),
+        sums_(std::size_t{width} * 4) {
     columns_.reserve(image.width);
     counts_.resize(width);
     for (std::uint64_t x = 0; x < image.width; ++x) {
@@ -71,6 +78,7 @@ class BoxScaler {
   }
 
   Result<std::string> scale() {
+    tell();
     switch (image_.layout.type) {
       case SampleType::u8:
         return scaleRows(PixelReader<std::uint8_t>(image_.layout));
@@ -102,6 +110,7 @@ class BoxScaler {
       if (auto read = (*rows)->read(std::span(strip).first(count * rowBytes), count); !read) {
         return read.error();
       }
+      tell();
       for (std::uint32_t row = 0; row < count; ++row, ++y) {
         const std::byte* pixel = strip.data() + row * rowBytes;
         for (const std::uint32_t column : columns_) {
@@ -115,6 +124,12 @@ class BoxScaler {
       }
     }
     return pixels;
+  }
+
+  void tell() const {
+    if (onProgress_) {
+      onProgress_(std::uint64_t{image_.width} * image_.height);
+    }
   }
 
   [[nodiscard]] std::uint32_t boxOf(std::uint32_t y) const {
@@ -136,12 +151,14 @@ class BoxScaler {
   const CGImage& image_;
   std::uint32_t width_;
   std::uint32_t height_;
+  const Progress& onProgress_;
   std::vector<std::uint32_t> columns_;  // where each column of the image goes
   std::vector<std::uint32_t> counts_;   // how many columns go there
   std::vector<float> sums_;
 };
 
-Result<void> makePicture(const PictureRequestMessage& request, PictureMessage& picture) {
+Result<void> makePicture(const PictureRequestMessage& request, PictureMessage& picture,
+                         const Progress& onProgress) {
   const auto source = CGImageSourceCreateWithURL(NSURL::fileURLWithPath(request.path), kLimits);
   if (!source) {
     return source.error();
@@ -167,7 +184,7 @@ Result<void> makePicture(const PictureRequestMessage& request, PictureMessage& p
   };
   picture.width = scaled(image->width);
   picture.height = scaled(image->height);
-  auto pixels = BoxScaler(*image, picture.width, picture.height).scale();
+  auto pixels = BoxScaler(*image, picture.width, picture.height, onProgress).scale();
   if (!pixels) {
     return pixels.error();
   }
@@ -178,9 +195,9 @@ Result<void> makePicture(const PictureRequestMessage& request, PictureMessage& p
 
 }  // namespace
 
-PictureMessage makePicture(const PictureRequestMessage& request) {
+PictureMessage makePicture(const PictureRequestMessage& request, const Progress& onProgress) {
   PictureMessage picture;
-  if (auto made = makePicture(request, picture); !made) {
+  if (auto made = makePicture(request, picture, onProgress); !made) {
     picture.failure = made.error().message;
     picture.width = 0;
     picture.height = 0;

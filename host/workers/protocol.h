@@ -77,7 +77,8 @@ struct DoneMessage {
 };
 
 // Host to worker, in place of a setup: a small picture of a file's first frame, to look at. The
-// worker answers with any number of logs and one picture, and may be asked again.
+// worker answers with any number of logs and signs of progress, and one picture, and may be asked
+// again.
 struct PictureRequestMessage {
   std::string path;
   std::uint32_t longerSide = 0;  // of the picture at most, in pixels; not 0

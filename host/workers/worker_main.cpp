@@ -90,14 +90,12 @@ class Worker {
     if (!std::exchange(showing_, true)) {
       confineProcess({});
     }
-    send(makePicture(request));
+    forgetProgress();
+    send(makePicture(request, [this](std::uint64_t framePixels) { tellProgress(framePixels); }));
   }
 
   void adjust(const FileMessage& file) {
-    {
-      const std::lock_guard lock(telling_);
-      toldPixels_ = 0;
-    }
+    forgetProgress();
     DoneMessage done;
     if (file.copyFrom.empty() || copy(file)) {
       if (options_.replace.backupSuffix != file.backupSuffix) {
@@ -117,6 +115,12 @@ class Worker {
       done.warnings = std::move(outcome_->warnings);
     }
     send(std::move(done));
+  }
+
+  // Another file is begun.
+  void forgetProgress() {
+    const std::lock_guard lock(telling_);
+    toldPixels_ = 0;
   }
 
   // A few times a second is often enough for the host, unless the frame is another one.

@@ -190,23 +190,28 @@ TEST_F(PictureTest, IsMadeInAnotherProcess) {
   EXPECT_TRUE(loaded->adjustable);
 }
 
+// The loader's workers.
+std::vector<pid_t> children() {
+  const std::string id = std::to_string(::getpid());
+  std::vector<pid_t> found;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/" + id + "/task")) {
+    std::ifstream list(task.path() / "children");
+    for (pid_t child = 0; list >> child;) {
+      found.push_back(child);
+    }
+  }
+  return found;
+}
+
 TEST_F(PictureTest, CostsAWorkerAtMost) {
   QImage image(64, 32, QImage::Format_RGB888);
   image.fill(Qt::blue);
   const std::string path = save(image, "a.png");
   window::PictureLoader loader;
   ASSERT_TRUE(load(loader, path));
-  // Its worker is the one child of this process.
-  const std::string id = std::to_string(::getpid());
-  std::vector<pid_t> children;
-  for (const auto& task : std::filesystem::directory_iterator("/proc/" + id + "/task")) {
-    std::ifstream list(task.path() / "children");
-    for (pid_t child = 0; list >> child;) {
-      children.push_back(child);
-    }
-  }
-  ASSERT_EQ(children.size(), 1U);
-  ::kill(children[0], SIGKILL);
+  const std::vector<pid_t> workers = children();
+  ASSERT_EQ(workers.size(), 1U);
+  ::kill(workers[0], SIGKILL);
   // The next picture finds it gone, one way or the other, and the one after that is there again.
   const auto next = load(loader, path);
   ASSERT_TRUE(next);
@@ -214,6 +219,39 @@ TEST_F(PictureTest, CostsAWorkerAtMost) {
   const auto after = load(loader, path);
   ASSERT_TRUE(after);
   EXPECT_FALSE(after->image.isNull());
+}
+
+TEST_F(PictureTest, IsGivenUpWhenNothingIsHeardOfItsWorker) {
+  QImage image(64, 32, QImage::Format_RGB888);
+  image.fill(Qt::blue);
+  const std::string path = save(image, "a.png");
+  window::PictureLoader loader(nullptr, std::chrono::seconds(1));
+  ASSERT_TRUE(load(loader, path));
+  const std::vector<pid_t> workers = children();
+  ASSERT_EQ(workers.size(), 1U);
+  ::kill(workers[0], SIGSTOP);
+  const auto stalled = load(loader, path);
+  ASSERT_TRUE(stalled);
+  EXPECT_TRUE(stalled->image.isNull());
+  EXPECT_THAT(stalled->failure.toStdString(),
+              ::testing::MatchesRegex(
+                  "the worker process made no progress for [0-9]+ seconds and was ended"));
+  EXPECT_THAT(children(), ::testing::IsEmpty());
+  const auto after = load(loader, path);
+  ASSERT_TRUE(after);
+  EXPECT_FALSE(after->image.isNull());
+}
+
+// A large frame may take longer, which its worker has to say.
+TEST_F(PictureTest, TellsOfItsProgress) {
+  QImage image(2000, 1000, QImage::Format_RGB888);
+  image.fill(Qt::blue);
+  std::vector<std::uint64_t> told;
+  const auto picture = makePicture({save(image, "a.png"), 100},
+                                   [&](std::uint64_t pixels) { told.push_back(pixels); });
+  EXPECT_EQ(picture.failure, "");
+  // Before the first row, and after each strip of a mebibyte: 174 rows of 6000 bytes.
+  EXPECT_EQ(told, std::vector<std::uint64_t>(1 + 6, 2'000'000));
 }
 
 }  // namespace
