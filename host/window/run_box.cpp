@@ -16,6 +16,7 @@ const QLatin1String kFolder("run/folder");
 const QLatin1String kBackup("run/backup");
 const QLatin1String kSuffix("run/suffix");
 const QLatin1String kKeepDepth("run/keepDepth");
+const QLatin1String kDropGainMap("run/dropGainMap");
 
 template <typename Widget>
 Widget* named(Widget* widget, const char* name) {
@@ -34,6 +35,7 @@ RunBox::RunBox(QWidget* parent)
       backup_(named(new QCheckBox(tr("&Keep the old files, with this suffix:")), "backup")),
       suffix_(named(new QLineEdit, "suffix")),
       keepDepth_(named(new QCheckBox(tr("Keep &16 bits a channel where there are")), "keepDepth")),
+      dropGainMap_(named(new QCheckBox(tr("Leave &gain maps out")), "dropGainMap")),
       options_(makeOptions()),
       progress_(named(new QProgressBar, "progress")),
       summary_(named(new QLabel, "summary")),
@@ -78,14 +80,17 @@ QWidget* RunBox::makeOptions() {
   layout->addWidget(copies_);
   layout->addWidget(makeFolderRow());
   layout->addWidget(keepDepth_);
+  layout->addWidget(dropGainMap_);
   suffix_->setFixedWidth(suffix_->fontMetrics().averageCharWidth() * 12);
   suffix_->setAccessibleName(tr("End of the old files' names"));
   folder_->setAccessibleName(tr("Folder for the adjusted copies"));
   folder_->setPlaceholderText(tr("Folder"));
   choose_->setAccessibleName(tr("Choose the folder for the adjusted copies"));
   keepDepth_->setToolTip(tr("Otherwise files of 16 bits a channel are written with 8"));
-  for (QAbstractButton* const button :
-       std::initializer_list<QAbstractButton*>{inPlace_, copies_, backup_, keepDepth_}) {
+  dropGainMap_->setToolTip(
+      tr("Otherwise JPEG files with a gain map, which fits their old colours only, are refused"));
+  for (QAbstractButton* const button : std::initializer_list<QAbstractButton*>{
+           inPlace_, copies_, backup_, keepDepth_, dropGainMap_}) {
     connect(button, &QAbstractButton::toggled, this, &RunBox::updateOptions);
   }
   connect(choose_, &QPushButton::clicked, this, &RunBox::chooseFolder);
@@ -109,6 +114,7 @@ host::RunSettings RunBox::settings() const {
     settings.backupSuffix = bytesOf(suffix_->text());
   }
   settings.keepDepth = keepDepth_->isChecked();
+  settings.dropGainMap = dropGainMap_->isChecked();
   store();
   return settings;
 }
@@ -158,6 +164,7 @@ void RunBox::restore() {
   backup_->setChecked(settings.value(kBackup, false).toBool());
   suffix_->setText(settings.value(kSuffix, QStringLiteral(".orig")).toString());
   keepDepth_->setChecked(settings.value(kKeepDepth, false).toBool());
+  dropGainMap_->setChecked(settings.value(kDropGainMap, false).toBool());
 }
 
 void RunBox::store() const {
@@ -167,6 +174,7 @@ void RunBox::store() const {
   settings.setValue(kBackup, backup_->isChecked());
   settings.setValue(kSuffix, suffix_->text());
   settings.setValue(kKeepDepth, keepDepth_->isChecked());
+  settings.setValue(kDropGainMap, dropGainMap_->isChecked());
 }
 
 void RunBox::chooseFolder() {

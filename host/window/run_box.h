@@ -50,6 +50,7 @@ class RunBox : public QWidget {
   QCheckBox* backup_;
   QLineEdit* suffix_;
   QCheckBox* keepDepth_;
+  QCheckBox* dropGainMap_;
   QWidget* options_;
   QProgressBar* progress_;
   QLabel* summary_;

@@ -203,12 +203,37 @@ TEST_F(WindowRun, KeepsOldFilesWhenAskedTo) {
   EXPECT_FALSE(read("a.jpg") == before);
 }
 
+TEST_F(WindowRun, LeavesGainMapsOutIfItIsToldTo) {
+  open();
+  const std::string file = photograph("lake.jpg", "a.jpg");
+  // Right behind the start of the picture: the mark of a gain map (ISO 21496-1).
+  std::string bytes = read("a.jpg");
+  const std::string mark("\xff\xe2\0\"urn:iso:std:iso:ts:21496:-1\0\0\0\0\0", 36);
+  write("a.jpg", bytes.insert(2, mark));
+  add({file}, 1);
+  {
+    const Answers answers({kRewrite});
+    runToEnd();
+  }
+  EXPECT_EQ(state(0), FileState::failed);
+  EXPECT_THAT(message(0), HasSubstr("the file holds a gain map"));
+  EXPECT_TRUE(read("a.jpg") == bytes);
+  widget<QCheckBox>("dropGainMap").setChecked(true);
+  {
+    const Answers answers({kRewrite});
+    runToEnd();
+  }
+  EXPECT_EQ(state(0), FileState::rewritten);
+  EXPECT_EQ(read("a.jpg").find("urn:iso"), std::string::npos);
+}
+
 TEST_F(WindowRun, RemembersHowItIsToBeDone) {
   open();
   add({photograph("lake.jpg", "a.jpg")}, 1);
   widget<QRadioButton>("copies").setChecked(true);
   widget<QLineEdit>("folder").setText(QString::fromStdString(path("out")));
   widget<QCheckBox>("keepDepth").setChecked(true);
+  widget<QCheckBox>("dropGainMap").setChecked(true);
   const Answers none({});
   runToEnd();
   close();
@@ -216,6 +241,7 @@ TEST_F(WindowRun, RemembersHowItIsToBeDone) {
   EXPECT_TRUE(widget<QRadioButton>("copies").isChecked());
   EXPECT_EQ(widget<QLineEdit>("folder").text().toStdString(), path("out"));
   EXPECT_TRUE(widget<QCheckBox>("keepDepth").isChecked());
+  EXPECT_TRUE(widget<QCheckBox>("dropGainMap").isChecked());
 }
 
 TEST_F(WindowRun, SaysWhenAFolderMayNotBeWrittenTo) {

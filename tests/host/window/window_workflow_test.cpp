@@ -203,8 +203,9 @@ TEST_F(WindowWorkflow, CanBeReachedWithTheKeyboard) {
       seen.push_back(action->shortcut());
     }
   }
-  for (const char* const name : {"fileList", "problems", "inPlace", "copies", "folder",
-                                 "chooseFolder", "backup", "suffix", "keepDepth", "run", "stop"}) {
+  for (const char* const name :
+       {"fileList", "problems", "inPlace", "copies", "folder", "chooseFolder", "backup", "suffix",
+        "keepDepth", "dropGainMap", "run", "stop"}) {
     EXPECT_TRUE(widget<QWidget>(name).focusPolicy() & Qt::TabFocus) << name;
   }
   for (const char* const name :
