@@ -97,7 +97,7 @@ LoadedPicture PictureLoader::load(const host::PictureRequestMessage& request) {
     const auto* const pixels = reinterpret_cast<const uchar*>(picture->pixels.data());
     loaded.image =
         QImage(pixels, static_cast<int>(picture->width), static_cast<int>(picture->height),
-               static_cast<int>(picture->width) * 4, QImage::Format_RGBA8888_Premultiplied)
+               static_cast<qsizetype>(picture->width) * 4, QImage::Format_RGBA8888_Premultiplied)
             .copy();
   }
   return loaded;

@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 #include "host/descriptor.h"
@@ -61,7 +63,8 @@ std::optional<CopyFailure> copyBytes(int from, int to) {
 
 }  // namespace
 
-std::optional<CopyFailure> copyFile(const std::string& from, const std::string& to) {
+std::optional<CopyFailure> copyFile(const std::string& from, const std::string& to,
+                                    std::vector<std::string>& warnings) {
   // Without O_NONBLOCK the opening of a pipe would wait for a writer.
   const Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
@@ -82,7 +85,11 @@ std::optional<CopyFailure> copyFile(const std::string& from, const std::string& 
     return failed;
   }
   // What the file system will not take is no reason to go without the copy.
-  copyAttributes(realFileSystem(), source.number(), copy.number(), status);
+  // Owners and labels of the system belong to the place where a file is.
+  std::ranges::copy_if(copyAttributes(realFileSystem(), source.number(), copy.number(), status),
+                       std::back_inserter(warnings), [](const std::string& text) {
+                         return text.starts_with("the attribute user.");
+                       });
   if ((status.st_mode & S_IWUSR) == 0) {
     ::fchmod(copy.number(), (status.st_mode & 07777U) | S_IWUSR);
   }

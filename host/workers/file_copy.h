@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kelvo::host {
 
@@ -13,7 +14,9 @@ struct CopyFailure {
 
 // Makes `to`, which must not exist, a copy of the regular file `from`, with its mode, owner (where
 // allowed), attributes and times; its owner may always write it. Absent if all went well; else
-// there is no `to`.
-std::optional<CopyFailure> copyFile(const std::string& from, const std::string& to);
+// there is no `to`. What people have written into attributes and the copy cannot take is told in
+// `warnings`.
+std::optional<CopyFailure> copyFile(const std::string& from, const std::string& to,
+                                    std::vector<std::string>& warnings);
 
 }  // namespace kelvo::host

@@ -143,7 +143,7 @@ class BoxScaler {
       const float alpha = std::min(sums[3] / count, 255.0F);
       for (std::size_t i = 0; i < 4; ++i) {
         const float level = std::min(std::exchange(sums[i], 0.0F) / count, alpha);
-        pixels += static_cast<char>(static_cast<std::uint8_t>(level + 0.5F));
+        pixels += static_cast<char>(static_cast<std::uint8_t>(std::lround(level)));
       }
     }
   }

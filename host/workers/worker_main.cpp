@@ -1,13 +1,15 @@
 #include "host/workers/worker_main.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -97,7 +99,7 @@ class Worker {
   void adjust(const FileMessage& file) {
     forgetProgress();
     DoneMessage done;
-    if (file.copyFrom.empty() || copy(file)) {
+    if (file.copyFrom.empty() || copy(file, done.warnings)) {
       if (options_.replace.backupSuffix != file.backupSuffix) {
         options_.replace.backupSuffix = file.backupSuffix;
         loaded_.action->setRunOptions(options_);
@@ -112,7 +114,7 @@ class Worker {
       done.frames = outcome_->frames;
       done.sourceDepth = outcome_->sourceDepth;
       done.writtenDepth = outcome_->writtenDepth;
-      done.warnings = std::move(outcome_->warnings);
+      std::ranges::move(outcome_->warnings, std::back_inserter(done.warnings));
     }
     send(std::move(done));
   }
@@ -135,9 +137,9 @@ class Worker {
     send(ProgressMessage{framePixels});
   }
 
-  bool copy(const FileMessage& file) {
+  bool copy(const FileMessage& file, std::vector<std::string>& warnings) {
     outcome_.reset();
-    const auto failure = copyFile(file.copyFrom, file.path);
+    const auto failure = copyFile(file.copyFrom, file.path, warnings);
     if (failure) {
       const LogSubject subject(file.copyFrom);
       NSLog(failure->source ? "Error: Cann't load this file, source problem"

@@ -9,8 +9,11 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <random>
 #include <set>
 #include <string>
@@ -25,19 +28,57 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
 
-class Permissions : public Files {};
+class Permissions : public Files {
+ protected:
+  // A photograph in a directory of its own, which everybody finds.
+  std::string makeForAll() const {
+    std::string file = make("d/a.jpg");
+    EXPECT_EQ(::chmod(directory_.path("").c_str(), 0755), 0);
+    return file;
+  }
+  // Adjusts it as its owner and that of the directory, while that has this mode.
+  ProgramRun invertUnder(mode_t mode, const std::string& file) const {
+    const std::string directory = directory_.path("d");
+    give(file);
+    give(directory);
+    EXPECT_EQ(::chmod(directory.c_str(), mode), 0);
+    ProgramRun run = runUnprivileged({"invert", file});
+    EXPECT_EQ(::chmod(directory.c_str(), 0755), 0);
+    return run;
+  }
+  static void expectRefused(const ProgramRun& run, const std::string& file,
+                            const std::string& reason) {
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.errors, file + ": Error: Cann't " + reason + "\n");
+  }
+  static struct stat statusOf(const std::string& file) {
+    struct stat status = {};
+    EXPECT_EQ(::stat(file.c_str(), &status), 0);
+    return status;
+  }
+};
+
+// For what only the superuser can set up.
+class PermissionsOfOthers : public Permissions {
+ protected:
+  void SetUp() override {
+    if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can make a file of another user";
+  }
+  static void giveToAnother(const std::string& file, mode_t mode) {
+    EXPECT_EQ(::chown(file.c_str(), 1234, 1235), 0);
+    EXPECT_EQ(::chmod(file.c_str(), mode), 0);
+  }
+};
 
 TEST_F(Permissions, ThatForbidWritingTheFileAreObeyed) {
   const std::string file = make("a.jpg");
   give(directory_.path(""));
   ASSERT_EQ(::chmod(file.c_str(), 0444), 0);
   give(file);
-  const ProgramRun run = runUnprivileged({"invert", file});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.errors, file +
-                            ": Error: Cann't finalize (the file may not be written: permission "
-                            "denied)\n");
+  expectRefused(runUnprivileged({"invert", file}), file,
+                "finalize (the file may not be written: permission denied)");
   expectUntouched(file);
 }
 
@@ -46,63 +87,40 @@ TEST_F(Permissions, ThatForbidReadingTheFileAreTold) {
   ASSERT_EQ(::chmod(directory_.path("").c_str(), 0777), 0);
   ASSERT_EQ(::chmod(file.c_str(), 0222), 0);
   give(file);
-  const ProgramRun run = runUnprivileged({"invert", file});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.errors, file +
-                            ": Error: Cann't load this file, source problem (the file could not "
-                            "be opened: permission denied)\n");
+  expectRefused(runUnprivileged({"invert", file}), file,
+                "load this file, source problem (the file could not be opened: permission denied)");
 }
 
 TEST_F(Permissions, OfADirectoryThatMayNotBeListedDoNotMatter) {
-  const std::string file = make("d/a.jpg");
-  ASSERT_EQ(::chmod(directory_.path("").c_str(), 0755), 0);
-  give(file);
-  give(directory_.path("d"));
-  ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0333), 0);
-  const ProgramRun run = runUnprivileged({"invert", file});
-  ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0755), 0);
+  const std::string file = makeForAll();
+  const ProgramRun run = invertUnder(0333, file);
   EXPECT_EQ(run.status, 0) << run.errors;
   EXPECT_EQ(run.errors, "");
   expectAdjusted(file);
 }
 
 TEST_F(Permissions, OfADirectoryThatMayNotBeChangedAreTold) {
-  const std::string file = make("d/a.jpg");
-  ASSERT_EQ(::chmod(directory_.path("").c_str(), 0755), 0);
-  give(file);
-  give(directory_.path("d"));
-  ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0555), 0);
-  const ProgramRun run = runUnprivileged({"invert", file});
-  ASSERT_EQ(::chmod(directory_.path("d").c_str(), 0755), 0);
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.errors, file +
-                            ": Error: Cann't finalize (the temporary file could not be created: "
-                            "permission denied)\n");
+  const std::string file = makeForAll();
+  expectRefused(invertUnder(0555, file), file,
+                "finalize (the temporary file could not be created: permission denied)");
   expectUntouched(file);
 }
 
 // In a directory like /tmp, everybody may write a file of mode 666 but only its owner replace it.
-TEST_F(Permissions, OfASharedDirectoryKeepOthersFromReplacing) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can make a file of another user";
-  const std::string file = make("d/a.jpg");
-  ASSERT_EQ(::chmod(directory_.path("").c_str(), 0755), 0);
+TEST_F(PermissionsOfOthers, OfASharedDirectoryKeepOthersFromReplacing) {
+  const std::string file = makeForAll();
   ASSERT_EQ(::chmod(file.c_str(), 0666), 0);
   ASSERT_EQ(::chmod(directory_.path("d").c_str(), 01777), 0);
-  const ProgramRun run = runUnprivileged({"invert", file});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.errors, file +
-                            ": Error: Cann't finalize (the new file could not take the old one's "
-                            "place: operation not permitted)\n");
+  expectRefused(runUnprivileged({"invert", file}), file,
+                "finalize (the new file could not take the old one's place: operation not "
+                "permitted)");
   expectUntouched(file);
   EXPECT_EQ(std::distance(fs::directory_iterator(directory_.path("d")), {}), 1);
 }
 
-TEST_F(Permissions, OfAnotherOwnersFileGoToTheNewOneAsFarAsTheyCan) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can make a file of another user";
-  const std::string file = make("d/a.jpg");
-  ASSERT_EQ(::chmod(directory_.path("").c_str(), 0755), 0);
-  ASSERT_EQ(::chown(file.c_str(), 1234, 1235), 0);
-  ASSERT_EQ(::chmod(file.c_str(), 06666), 0);
+TEST_F(PermissionsOfOthers, GoToTheNewFileAsFarAsTheyCan) {
+  const std::string file = makeForAll();
+  giveToAnother(file, 06666);
   give(directory_.path("d"));
   const ProgramRun run = runUnprivileged({"invert", file});
   EXPECT_EQ(run.status, 0);
@@ -111,17 +129,14 @@ TEST_F(Permissions, OfAnotherOwnersFileGoToTheNewOneAsFarAsTheyCan) {
   EXPECT_THAT(run.errors,
               HasSubstr("Warning: the group could not be kept: operation not permitted"));
   expectAdjusted(file);
-  struct stat status = {};
-  ASSERT_EQ(::stat(file.c_str(), &status), 0);
+  const struct stat status = statusOf(file);
   EXPECT_EQ(status.st_uid, kNobody);
   EXPECT_EQ(status.st_mode & 07777U, 0666U) << "the new owner must not lend his rights";
 }
 
-TEST_F(Permissions, AndCapabilitiesStayForTheSuperuser) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only the superuser can do that";
+TEST_F(PermissionsOfOthers, AndCapabilitiesStayForTheSuperuser) {
   const std::string file = make("a.jpg");
-  ASSERT_EQ(::chown(file.c_str(), 1234, 1235), 0);
-  ASSERT_EQ(::chmod(file.c_str(), 06755), 0);
+  giveToAnother(file, 06755);
   // cap_net_raw, as setcap writes it: version 2, effective, permitted bit 13.
   const std::string capability("\x01\0\0\x02\0\x20\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 20);
   const bool capable =
@@ -130,8 +145,7 @@ TEST_F(Permissions, AndCapabilitiesStayForTheSuperuser) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.errors, "");
   expectAdjusted(file);
-  struct stat status = {};
-  ASSERT_EQ(::stat(file.c_str(), &status), 0);
+  const struct stat status = statusOf(file);
   EXPECT_EQ(status.st_uid, 1234U);
   EXPECT_EQ(status.st_gid, 1235U);
   EXPECT_EQ(status.st_mode & 07777U, 06755U);
@@ -140,6 +154,69 @@ TEST_F(Permissions, AndCapabilitiesStayForTheSuperuser) {
     EXPECT_EQ(::getxattr(file.c_str(), "security.capability", kept.data(), kept.size()), 20);
     EXPECT_EQ(kept, capability);
   }
+}
+
+// More than a file system takes that keeps attributes in a block.
+constexpr std::size_t kLargeAttribute = 60'000;
+
+TEST_F(Permissions, AndAttributesThatACopyCannotTakeAreTold) {
+  std::string roomy = "/dev/shm/kelvo-test-XXXXXX";
+  if (::mkdtemp(roomy.data()) == nullptr) GTEST_SKIP() << "there is no file system in memory";
+  const std::unique_ptr<std::string, void (*)(std::string*)> removed(
+      &roomy, [](std::string* path) { fs::remove_all(*path); });
+  const std::string file = roomy + "/a.jpg";
+  writeFile(file, old_);
+  const std::string large(kLargeAttribute, 'x');
+  const auto set = [&](const std::string& path, const char* name, const std::string& value) {
+    return ::setxattr(path.c_str(), name, value.data(), value.size(), 0) == 0;
+  };
+  if (!set(file, "user.large", large)) GTEST_SKIP() << "there is no place for large attributes";
+  if (set(make("other.jpg"), "user.large", large)) {
+    GTEST_SKIP() << "there is a place for large attributes everywhere";
+  }
+  ASSERT_TRUE(set(file, "user.small", "y"));
+  fs::create_directory(directory_.path("out"));
+  const ProgramRun run = runProgram({"invert", "--output-dir", directory_.path("out"), file});
+  EXPECT_EQ(run.status, 0);
+  const std::string copy = directory_.path("out/a.jpg");
+  EXPECT_EQ(run.output, copy + "\n");
+  EXPECT_THAT(run.errors,
+              MatchesRegex(file + ": Warning: the attribute user.large could not be kept: .*\n"));
+  expectAdjusted(copy);
+  expectUntouched(file);
+  EXPECT_EQ(::getxattr(copy.c_str(), "user.small", nullptr, 0), 1);
+  EXPECT_EQ(::getxattr(file.c_str(), "user.large", nullptr, 0), ssize_t{kLargeAttribute});
+}
+
+// The disk may be too full for it, or a limit reached.
+TEST_F(Permissions, AndAttributesThatTheNewFileCannotTakeAreTold) {
+  const std::string file = make("a.jpg");
+  if (::setxattr(file.c_str(), "user.note", "kept", 4, 0) != 0) {
+    GTEST_SKIP() << "the file system has no attributes";
+  }
+  for (int call = 0; call < 500; ++call) {
+    const ProgramRun run =
+        runProgram({"invert", "--jobs", "1", file},
+                   {{"LD_PRELOAD", KELVO_FAULT_LIBRARY},
+                    {"ASAN_OPTIONS", "verify_asan_link_order=0"},
+                    {"KELVO_FAULT_DIRECTORY", fs::canonical(directory_.path(".")).string()},
+                    {"KELVO_FAULT_CALL", std::to_string(call)},
+                    {"KELVO_FAULT_CODE", std::to_string(ENOSPC)}});
+    if (run.errors.find("fault: fsetxattr") == std::string::npos) {
+      writeFile(file, old_);
+      if (::getxattr(file.c_str(), "user.note", nullptr, 0) != 4) {
+        ASSERT_EQ(::setxattr(file.c_str(), "user.note", "kept", 4, 0), 0);
+      }
+      continue;
+    }
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, file + "\n");
+    EXPECT_THAT(run.errors, HasSubstr(file + ": Warning: the attribute user.note could not be "
+                                             "kept: "));
+    expectAdjusted(file);
+    return;
+  }
+  FAIL() << "no attribute was set";
 }
 
 // Flags that chattr sets.

@@ -23,6 +23,7 @@ class FileCopy : public testing::Test {
   const fs::path root_ = fs::path(testing::TempDir()) / ("copy-" + std::to_string(::getpid()));
   const std::string from_ = root_ / "from";
   const std::string to_ = root_ / "to";
+  std::vector<std::string> warnings_;
 };
 
 TEST_F(FileCopy, HasTheBytesModeTimesAndAttributes) {
@@ -33,7 +34,7 @@ TEST_F(FileCopy, HasTheBytesModeTimesAndAttributes) {
   const bool attributes = ::setxattr(from_.c_str(), "user.kelvo", "v", 1, 0) == 0;
   const timespec times[2] = {{1'000'000, 5}, {2'000'000, 7}};
   ASSERT_EQ(::utimensat(AT_FDCWD, from_.c_str(), times, 0), 0);
-  ASSERT_FALSE(copyFile(from_, to_));
+  ASSERT_FALSE(copyFile(from_, to_, warnings_));
   std::ifstream copy(to_);
   EXPECT_TRUE(std::string((std::istreambuf_iterator<char>(copy)), {}) == bytes);
   struct stat status {};
@@ -51,14 +52,14 @@ TEST_F(FileCopy, HasTheBytesModeTimesAndAttributes) {
 TEST_F(FileCopy, CanBeWrittenByItsOwner) {
   std::ofstream(from_) << "x";
   ASSERT_EQ(::chmod(from_.c_str(), 0444), 0);
-  ASSERT_FALSE(copyFile(from_, to_));
+  ASSERT_FALSE(copyFile(from_, to_, warnings_));
   EXPECT_EQ(fs::status(to_).permissions(), fs::perms(0644));
 }
 
 TEST_F(FileCopy, ReplacesNothing) {
   std::ofstream(from_) << "new";
   std::ofstream(to_) << "old";
-  const auto failure = copyFile(from_, to_);
+  const auto failure = copyFile(from_, to_, warnings_);
   ASSERT_TRUE(failure);
   EXPECT_FALSE(failure->source);
   EXPECT_EQ(failure->message, "File exists");
@@ -67,14 +68,14 @@ TEST_F(FileCopy, ReplacesNothing) {
 
 TEST_F(FileCopy, IsOfRegularFilesOnly) {
   ASSERT_EQ(::mkfifo(from_.c_str(), 0600), 0);
-  auto failure = copyFile(from_, to_);
+  auto failure = copyFile(from_, to_, warnings_);
   ASSERT_TRUE(failure);
   EXPECT_TRUE(failure->source);
   EXPECT_EQ(failure->message, "it is not a regular file");
-  failure = copyFile(root_, to_);
+  failure = copyFile(root_, to_, warnings_);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->message, "it is a directory");
-  failure = copyFile(root_ / "none", to_);
+  failure = copyFile(root_ / "none", to_, warnings_);
   ASSERT_TRUE(failure);
   EXPECT_TRUE(failure->source);
   EXPECT_FALSE(fs::exists(to_));
