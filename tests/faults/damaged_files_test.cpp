@@ -20,12 +20,6 @@ namespace {
 constexpr std::uint64_t kAllowedMiB = 224;
 constexpr double kAllowedSeconds = 120;
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool kCostIsTheProgramsOwn = false;  // freed memory is kept, to notice its use
-#else
-constexpr bool kCostIsTheProgramsOwn = true;
-#endif
-
 // A small photograph, stored by another program: `command` reads `in.ppm` and writes `out`.
 std::string stored(const std::string& command) {
   const TemporaryDirectory directory;

@@ -24,12 +24,6 @@ constexpr std::uint64_t kProgramMiB = 96;
 // The longest takes a tenth of it.
 constexpr double kAllowedSeconds = 30;
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool kCostIsTheProgramsOwn = false;  // freed memory is kept, to notice its use
-#else
-constexpr bool kCostIsTheProgramsOwn = true;
-#endif
-
 class HostileFiles : public ::testing::Test {
  protected:
   static void expectBounded(const std::vector<HostileFile>& files) {

@@ -19,6 +19,14 @@ struct ProgramRun {
   double processorSeconds = 0;  // of all its processes
 };
 
+// Whether its memory and time are what they are without the sanitizers, which keep what is freed to
+// notice its use.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kCostIsTheProgramsOwn = false;
+#else
+constexpr bool kCostIsTheProgramsOwn = true;
+#endif
+
 // Runs it to its end, with these variables added to the environment. `prepare` is called in the new
 // process right before the program starts: to set limits, to change the user, to close streams.
 ProgramRun runProgram(const std::vector<std::string>& arguments,

@@ -28,7 +28,7 @@ TEST(HeifKeeping, ExifAndXmpStayByteForByte) {
       "exiftool -q -overwrite_original -Artist=Somebody -Orientation#=6 -GPSLatitude=48.2 "
       "-GPSLatitudeRef=N -XMP:Creator=Somebody";
   const Bytes heic = withTool(makeHeic("-q 50"), "in.heic", command);
-  const Bytes written = rewrite(kHeicCodec, heic, invertedRendered);
+  const Bytes written = rewrite(kHeicCodec, heic, inverted);
   EXPECT_EQ(itemData(written, "Exif"), itemData(heic, "Exif"));
   EXPECT_EQ(itemData(written, "mime"), itemData(heic, "mime"));
   EXPECT_EQ(tags(written, "in.heic", "-s3 -n -EXIF:Orientation"), "6\n");
@@ -48,7 +48,7 @@ TEST(HeifKeeping, TheExifThumbnailIsTakenOut) {
   run("heif-enc '" + folder.path("in.jpg") + "' -o '" + folder.path("in.heic") + "'");
   const Bytes file = readFile(folder.path("in.heic"));
   ASSERT_THAT(tags(file, "in.heic", "-ThumbnailImage"), HasSubstr("Binary data"));
-  const Bytes written = rewrite(kHeicCodec, file, invertedRendered);
+  const Bytes written = rewrite(kHeicCodec, file, inverted);
   EXPECT_THAT(tags(written, "in.heic", "-ThumbnailImage"), Not(HasSubstr("Binary data")));
   EXPECT_EQ(tags(written, "in.heic", "-s3 -Artist"), "Somebody\n");
   EXPECT_EQ(itemData(written, "Exif").at(0).size(), itemData(file, "Exif").at(0).size());
@@ -61,7 +61,7 @@ TEST(HeifKeeping, ColourProfilesAndNumbersStay) {
   const Bytes file = makeAvif("--cicp 9/16/9 --icc '" + folder.path("profile.icc") + "'");
   const auto source = openSource(kAvifCodec, file);
   EXPECT_EQ(source->image(0)->colorSpace->profile, profile);
-  const Bytes written = rewrite(kAvifCodec, file, invertedRendered);
+  const Bytes written = rewrite(kAvifCodec, file, inverted);
   EXPECT_EQ(propertyData(written, "colr"), propertyData(file, "colr"));
   EXPECT_EQ(propertyData(written, "colr").size(), 2U);
 }
@@ -71,7 +71,7 @@ TEST(HeifKeeping, TurnsMirrorsCropsAndPixelShapesStayAndPixelsAreStoredAsTheyWer
   const auto source = openSource(kAvifCodec, file);
   EXPECT_EQ(source->info(0).width, 160U);
   EXPECT_EQ(source->info(0).height, 120U);
-  const Bytes written = rewrite(kAvifCodec, file, invertedRendered);
+  const Bytes written = rewrite(kAvifCodec, file, inverted);
   EXPECT_EQ(propertyData(written, "irot"), propertyData(file, "irot"));
   EXPECT_EQ(propertyData(written, "imir"), propertyData(file, "imir"));
   EXPECT_EQ(propertyData(written, "clap"), propertyData(file, "clap"));
@@ -82,7 +82,7 @@ TEST(HeifKeeping, TurnsMirrorsCropsAndPixelShapesStayAndPixelsAreStoredAsTheyWer
 TEST(HeifKeeping, ThumbnailsShowTheAdjustedPicture) {
   const TemporaryFolder folder;
   const Bytes file = makeHeic("-q 80 -t 80");
-  writeFile(folder.path("new.heic"), rewrite(kHeicCodec, file, invertedRendered));
+  writeFile(folder.path("new.heic"), rewrite(kHeicCodec, file, inverted));
   run("vips heifload '" + folder.path("new.heic") + "' '" + folder.path("small.png") +
       "' --thumbnail");
   run("heif-convert '" + folder.path("new.heic") + "' '" + folder.path("large.png") + "'");
@@ -98,7 +98,7 @@ TEST(HeifKeeping, BoxesThatNobodyKnowsStayInTheirPlaces) {
   const Bytes unknown = fromHex("00000014 78797a7a 0102030405060708090a0b0c");
   const Bytes file = makeHeic("-q 50");
   const Bytes tail = concat({file, unknown});
-  const Bytes written = rewrite(kHeicCodec, tail, invertedRendered);
+  const Bytes written = rewrite(kHeicCodec, tail, inverted);
   ASSERT_GT(written.size(), unknown.size());
   EXPECT_EQ(Bytes(written.end() - static_cast<std::ptrdiff_t>(unknown.size()), written.end()),
             unknown);
@@ -145,8 +145,8 @@ TEST(HeifKeeping, PicturesThatShareTheirDataAreWrittenApart) {
 
 TEST(HeifKeeping, ARewrittenFileCanBeRewrittenAgain) {
   const Bytes file = makeAvif("--lossless --irot 3");
-  const Bytes once = rewrite(kAvifCodec, file, invertedRendered);
-  EXPECT_EQ(avifPixels(rewrite(kAvifCodec, once, invertedRendered)), avifPixels(file));
+  const Bytes once = rewrite(kAvifCodec, file, inverted);
+  EXPECT_EQ(avifPixels(rewrite(kAvifCodec, once, inverted)), avifPixels(file));
 }
 
 }  // namespace

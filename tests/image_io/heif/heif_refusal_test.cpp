@@ -9,19 +9,6 @@
 namespace kelvo::image_io_test {
 namespace {
 
-std::string refusal(const Codec& codec, const Bytes& file) {
-  const auto source = openSource(codec, file);
-  if (!source) return "it does not open";
-  const auto writable = source->writable();
-  // The writer does not rely on having been asked.
-  const auto written = tryRewrite(codec, file);
-  EXPECT_EQ(writable.ok(), written.ok());
-  if (!writable && !written) {
-    EXPECT_EQ(writable.error().message, written.error().message);
-  }
-  return writable ? "" : writable.error().message;
-}
-
 constexpr const char* kAlpha = "urn:mpeg:mpegB:cicp:systems:auxiliary:alpha";
 
 TEST(HeifRefusal, DepthMapsAreNamed) {

@@ -6,13 +6,15 @@
 
 #include "platform/image_io/codec.h"
 #include "platform/image_io/heif/structure.h"
+#include "tests/image_io/boxes/box_files.h"
+#include "tests/image_io/boxes/pictures.h"
+#include "tests/image_io/boxes/whole_files.h"
 #include "tests/image_io/tools/codec_calls.h"
 #include "tests/image_io/tools/other_tools.h"
 
 namespace kelvo::image_io_test {
 
-// Writes a smooth colourful picture as a PNG of 8 bits; with alpha, one that fades from left to
-// right, never 0.
+// Writes the smooth picture as a PNG of 8 bits.
 void writePicture(const std::string& path, unsigned width, unsigned height, bool alpha = false);
 
 // A file made of such a picture by heif-enc or avifenc.
@@ -21,17 +23,11 @@ Bytes makeHeic(const std::string& options, unsigned width = 160, unsigned height
 Bytes makeAvif(const std::string& options, unsigned width = 160, unsigned height = 120,
                bool alpha = false);
 
-// 255 minus each colour sample, alpha as it is.
-CGImage invertedRendered(const CGImage& image);
-
 // The file's pixels as another program sees them: heif-convert or avifdec, by way of ImageMagick.
-Bytes heicPixels(const Bytes& file, std::string_view layout = "RGB");
-Bytes avifPixels(const Bytes& file, std::string_view layout = "RGB");
+Bytes heicPixels(const Bytes& file, const std::string& layout = "RGB");
+Bytes avifPixels(const Bytes& file, const std::string& layout = "RGB");
 // What avifdec tells about the file.
 std::string avifInfo(const Bytes& file);
-
-// Root of the mean squared difference.
-double difference(const Bytes& a, const Bytes& b);
 
 // The file with every occurrence of a text replaced by another of the same length. Fails the test
 // if there is none.

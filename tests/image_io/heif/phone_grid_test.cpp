@@ -158,13 +158,13 @@ TEST(HeifPhoneGrid, ItIsReadAndWrittenAsAnotherProgramReadsIt) {
   Bytes expected = heicPixels(file);
   ASSERT_EQ(expected.size(), std::size_t{kWidth} * kHeight * 3);
   for (std::byte& byte : expected) byte = static_cast<std::byte>(255 - std::to_integer<int>(byte));
-  const Bytes written = rewrite(kHeicCodec, file, invertedRendered);
+  const Bytes written = rewrite(kHeicCodec, file, inverted);
   EXPECT_LT(difference(heicPixels(written), expected), 2.5);
 }
 
 TEST(HeifPhoneGrid, TilesGoOnSharingTheirConfiguration) {
   const Bytes file = makePhoneGrid();
-  const Bytes written = rewrite(kHeicCodec, file, invertedRendered);
+  const Bytes written = rewrite(kHeicCodec, file, inverted);
   EXPECT_EQ(propertyData(written, "hvcC").size(), 1U);
   EXPECT_EQ(propertyData(written, "irot"), propertyData(file, "irot"));
   EXPECT_EQ(itemData(written, "grid"), itemData(file, "grid"));

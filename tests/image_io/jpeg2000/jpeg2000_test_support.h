@@ -1,28 +1,21 @@
 #pragma once
 
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/image_io/codec.h"
-#include "platform/image_io/heif/boxes.h"
+#include "tests/image_io/boxes/box_files.h"
+#include "tests/image_io/boxes/pictures.h"
+#include "tests/image_io/boxes/whole_files.h"
 #include "tests/image_io/tools/codec_calls.h"
 #include "tests/image_io/tools/other_tools.h"
 
 namespace kelvo::image_io_test {
 
-// Samples of a smooth colourful picture: 3 a pixel, or 4 with an alpha that is 0 nowhere.
-Bytes smoothSamples(unsigned width, unsigned height, bool alpha = false);
-Bytes complement(Bytes bytes);
-
-// What opj_compress makes of such a picture, with an extension of jp2 or j2k. Above 8 bits, samples
-// have two bytes, and the lower one changes from sample to sample.
+// What opj_compress makes of the smooth picture, with an extension of jp2 or j2k. Above 8 bits,
+// samples have two bytes, and the lower one changes from sample to sample.
 Bytes makeJpeg2000(const std::string& options = "", const std::string& extension = "jp2",
                    unsigned width = 120, unsigned height = 90, bool alpha = false,
                    unsigned bits = 8);
-
-// 255 minus each colour sample, alpha as it is.
-CGImage inverted(const CGImage& image);
 
 // The samples as opj_decompress gives them, by way of ImageMagick: "RGB" or "RGBA".
 Bytes seenPixels(const Bytes& file, const std::string& layout = "RGB", unsigned depth = 8,
@@ -30,11 +23,6 @@ Bytes seenPixels(const Bytes& file, const std::string& layout = "RGB", unsigned 
 // What opj_dump tells of how the codestream is stored, without what depends on the pixels.
 std::string form(const Bytes& file, const std::string& extension = "jp2");
 
-// Root of the mean squared difference.
-double difference(const Bytes& a, const Bytes& b);
-
-Bytes box(const std::string& type, const Bytes& payload);
-std::vector<std::pair<std::string, Bytes>> boxes(const Bytes& file);
 // The payload of the first box of a type, at the outside or in the header.
 Bytes payload(const Bytes& file, const std::string& type);
 // The file with the payload of such a box replaced, or with boxes added at the end of the header.

@@ -9,11 +9,6 @@
 namespace kelvo::image_io_test {
 namespace {
 
-Bytes complement(Bytes bytes) {
-  for (std::byte& b : bytes) b = ~b;
-  return bytes;
-}
-
 TEST(JxlCoding, LosslessPixelsAreReadAsDjxlReadsThem) {
   const Bytes file = makeJxl("-d 0");
   EXPECT_EQ(pixels(kJxlCodec, file), smoothSamples(120, 90));

@@ -2,33 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-
 namespace kelvo::image_io_test {
-
-Bytes smoothSamples(unsigned width, unsigned height, bool alpha) {
-  Bytes samples;
-  for (unsigned y = 0; y < height; ++y) {
-    for (unsigned x = 0; x < width; ++x) {
-      const double u = static_cast<double>(x) / width;
-      const double v = static_cast<double>(y) / height;
-      samples.push_back(static_cast<std::byte>(std::lround(40 + 170 * u)));
-      samples.push_back(static_cast<std::byte>(std::lround(60 + 120 * v)));
-      samples.push_back(
-          static_cast<std::byte>(std::lround(128 + 60 * std::sin(9 * u) * std::cos(7 * v))));
-      if (alpha) samples.push_back(static_cast<std::byte>(std::lround(60 + 190 * u)));
-    }
-  }
-  return samples;
-}
 
 Bytes makeJxl(const std::string& options, unsigned width, unsigned height, bool alpha,
               unsigned maximum) {
   const TemporaryFolder folder;
-  Bytes pam = fromText("P7\nWIDTH " + std::to_string(width) + "\nHEIGHT " + std::to_string(height) +
-                       "\nDEPTH " + (alpha ? "4" : "3") + "\nMAXVAL " + std::to_string(maximum) +
-                       "\nTUPLTYPE " + (alpha ? "RGB_ALPHA" : "RGB") + "\nENDHDR\n");
+  Bytes pam = pamHead(width, height, alpha, maximum);
   unsigned low = 0;
   for (const std::byte sample : smoothSamples(width, height, alpha)) {
     pam.push_back(sample);
@@ -113,47 +92,8 @@ Bytes makeByLibrary(const LibraryFile& file) {
   return output;
 }
 
-CGImage inverted(const CGImage& image) {
-  const CGImage from = rendered(image);
-  Bytes bytes = readAllPixels(from).value();
-  const std::size_t step = from.layout.components;
-  for (std::size_t i = 0; i < bytes.size(); i += step) {
-    // Premultiplied: 255 stands for the pixel's alpha.
-    const unsigned full = step == 4 ? std::to_integer<unsigned>(bytes[i + 3]) : 255;
-    for (std::size_t k = 0; k < 3; ++k) {
-      bytes[i + k] = static_cast<std::byte>(full - std::to_integer<unsigned>(bytes[i + k]));
-    }
-  }
-  return CGImageCreateWithPixels(from.width, from.height, from.layout, std::move(bytes),
-                                 from.colorSpace);
-}
-
 Bytes jxlPixels(const Bytes& file, const std::string& layout, unsigned depth) {
-  const TemporaryFolder folder;
-  writeFile(folder.path("in.jxl"), file);
-  run("djxl '" + folder.path("in.jxl") + "' '" + folder.path("out.png") + "'");
-  run("convert '" + folder.path("out.png") + "' -depth " + std::to_string(depth) +
-      " -endian LSB '" + layout + ":" + folder.path("out.raw") + "'");
-  return readFile(folder.path("out.raw"));
-}
-
-double difference(const Bytes& a, const Bytes& b) {
-  EXPECT_EQ(a.size(), b.size());
-  EXPECT_FALSE(a.empty());
-  double sum = 0;
-  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
-    const double d = std::to_integer<int>(a[i]) - std::to_integer<int>(b[i]);
-    sum += d * d;
-  }
-  return std::sqrt(sum / static_cast<double>(std::max<std::size_t>(1, a.size())));
-}
-
-Bytes box(const std::string& type, const Bytes& payload) {
-  heif::Builder builder;
-  builder.number(payload.size() + 8, 4);
-  builder.append(fromText(type));
-  builder.append(payload);
-  return builder.take();
+  return samplesThroughPng(file, "jxl", "djxl \"$in\" \"$out\"", layout, depth);
 }
 
 Bytes container(const Bytes& codestream, const Bytes& before, const Bytes& after) {
@@ -164,23 +104,16 @@ Bytes container(const Bytes& codestream, const Bytes& before, const Bytes& after
 
 std::vector<std::string> boxTypes(const Bytes& file) {
   std::vector<std::string> types;
-  for (const heif::Box& found : heif::readBoxes(file).boxes) {
-    std::string type;
-    for (int shift = 24; shift >= 0; shift -= 8) type += static_cast<char>(found.type >> shift);
-    types.push_back(type);
-  }
+  for (const auto& [type, content] : boxes(file)) types.push_back(type);
   return types;
 }
 
 Bytes payload(const Bytes& file, const std::string& type) {
-  const auto types = boxTypes(file);
-  const auto at = std::find(types.begin(), types.end(), type);
-  if (at == types.end()) {
-    ADD_FAILURE() << "no box " << type;
-    return {};
+  for (const auto& [name, content] : boxes(file)) {
+    if (name == type) return content;
   }
-  const heif::Box found = heif::readBoxes(file).boxes[static_cast<std::size_t>(at - types.begin())];
-  return {found.payload.begin(), found.payload.end()};
+  ADD_FAILURE() << "no box " << type;
+  return {};
 }
 
 }  // namespace kelvo::image_io_test

@@ -7,16 +7,15 @@
 #include <jxl/encode.h>
 
 #include "platform/image_io/codec.h"
-#include "platform/image_io/heif/boxes.h"
+#include "tests/image_io/boxes/box_files.h"
+#include "tests/image_io/boxes/pictures.h"
+#include "tests/image_io/boxes/whole_files.h"
 #include "tests/image_io/tools/codec_calls.h"
 #include "tests/image_io/tools/other_tools.h"
 
 namespace kelvo::image_io_test {
 
-// Samples of a smooth colourful picture: 3 a pixel, or 4 with an alpha that is 0 nowhere.
-Bytes smoothSamples(unsigned width, unsigned height, bool alpha = false);
-
-// A file made by cjxl of such a picture, `maximum` being 255 or 65535.
+// A file made by cjxl of the smooth picture, `maximum` being 255 or 65535.
 Bytes makeJxl(const std::string& options, unsigned width = 120, unsigned height = 90,
               bool alpha = false, unsigned maximum = 255);
 
@@ -36,17 +35,9 @@ struct LibraryFile {
 };
 Bytes makeByLibrary(const LibraryFile& file);
 
-// 255 minus each colour sample, alpha as it is.
-CGImage inverted(const CGImage& image);
-
 // The samples of a picture as djxl gives them, "RGB" or "RGBA", 8 bits each unless told otherwise.
 Bytes jxlPixels(const Bytes& file, const std::string& layout = "RGB", unsigned depth = 8);
 
-// Root of the mean squared difference.
-double difference(const Bytes& a, const Bytes& b);
-
-// Boxes around a codestream.
-Bytes box(const std::string& type, const Bytes& payload);
 // A container with a bare codestream in it, boxes before and after it.
 Bytes container(const Bytes& codestream, const Bytes& before = {}, const Bytes& after = {});
 std::vector<std::string> boxTypes(const Bytes& file);
