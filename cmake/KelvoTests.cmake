@@ -2,13 +2,22 @@ find_package(GTest REQUIRED)
 include(GoogleTest)
 
 # What the tests' compiler reads again and again, read once.
-add_executable(kelvo_test_headers "${CMAKE_CURRENT_LIST_DIR}/test_headers.cpp")
+add_executable(kelvo_test_headers "${CMAKE_CURRENT_LIST_DIR}/headers.cpp")
 target_link_libraries(kelvo_test_headers PRIVATE kelvo_compiler kelvo_platform GTest::gmock
   GTest::gtest)
 target_precompile_headers(kelvo_test_headers PRIVATE
   <gmock/gmock.h> <gtest/gtest.h> <algorithm> <array> <cmath> <cstdint> <filesystem> <fstream>
   <functional> <memory> <string> <vector>)
 target_compile_options(kelvo_test_headers PRIVATE $<$<CONFIG:Release>:-O1>)
+if(KELVO_WINDOW)
+  add_executable(kelvo_widget_test_headers "${CMAKE_CURRENT_LIST_DIR}/headers.cpp")
+  target_link_libraries(kelvo_widget_test_headers PRIVATE kelvo_compiler kelvo_platform GTest::gmock
+    GTest::gtest Qt6::Widgets)
+  target_precompile_headers(kelvo_widget_test_headers PRIVATE
+    <gmock/gmock.h> <gtest/gtest.h> <QtWidgets> <algorithm> <array> <cmath> <cstdint>
+    <filesystem> <fstream> <functional> <memory> <string> <vector>)
+  target_compile_options(kelvo_widget_test_headers PRIVATE $<$<CONFIG:Release>:-O1>)
+endif()
 
 # kelvo_add_test(NAME SOURCES files... [LIBRARIES targets...] [ENVIRONMENT variables...])
 # One test program; every GoogleTest case in it becomes a test of its own in ctest. Variables are
@@ -25,8 +34,9 @@ function(kelvo_add_test name)
       maybe-uninitialized free-nonheap-object)
     target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-${misled}>)
   endforeach()
-  # The toolkit's programs are compiled in another way.
-  if(NOT "Qt6::Test" IN_LIST arg_LIBRARIES)
+  if("Qt6::Test" IN_LIST arg_LIBRARIES)
+    target_precompile_headers(${name} REUSE_FROM kelvo_widget_test_headers)
+  else()
     target_precompile_headers(${name} REUSE_FROM kelvo_test_headers)
   endif()
   target_compile_definitions(${name} PRIVATE
