@@ -190,7 +190,8 @@ TEST(PngDamage, IndicesWhoseChecksumIsWrongAreNotHandedOn) {
   }
 }
 
-// What no reader could make a picture of stays as it is, bit for bit: nothing is lost that was there.
+// What no reader could make a picture of stays as it is, bit for bit: nothing is lost that was
+// there.
 TEST(PngDamage, IndicesThatWereWrittenWrongAreCopied) {
   Bytes wrongSum = compressed(fromHex("00 00"));
   wrongSum.back() ^= std::byte{1};
