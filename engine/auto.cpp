@@ -188,10 +188,11 @@ LightnessStretch measureLightness(std::span<const std::uint64_t, 256> histogram,
   const auto reached = [](float bound, std::uint64_t sum) {
     return !(bound > static_cast<float>(sum));
   };
-  std::uint64_t sum = histogram[0];
-  while (!reached(2 * cut, sum)) sum += histogram[++lightness.low];
-  sum = histogram[255];
-  while (!reached(cut, sum)) sum += histogram[--lightness.high];
+  const auto bin = [&](int level) { return histogram[static_cast<std::size_t>(level)]; };
+  std::uint64_t sum = bin(0);
+  while (!reached(2 * cut, sum)) sum += bin(++lightness.low);
+  sum = bin(255);
+  while (!reached(cut, sum)) sum += bin(--lightness.high);
   return lightness;
 }
 
