@@ -52,8 +52,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int channel = 0; channel < 4; ++channel) {
     const auto& before = view.curve(channel).points;
     const auto& after = again.curve(channel).points;
-    // Six decimals are saved, in which points close together may fall on one another.
-    if (after.size() != before.size()) continue;
+    // Six decimals are saved, in which points close together may fall on one another; where two are
+    // all that there are, none is left then, and the curve is a new one.
+    const bool close = std::adjacent_find(before.begin(), before.end(), [](auto a, auto b) {
+                         return b.x - a.x < 1e-6F;
+                       }) != before.end();
+    if (close) continue;
+    require(after.size() == before.size());
     for (std::size_t i = 0; i < before.size(); ++i) {
       require(std::abs(after[i].x - before[i].x) <= 1e-4F + std::abs(before[i].x) * 1e-6F);
     }
