@@ -7,6 +7,7 @@
 
 #include "platform/kernel_language/enumerators.h"
 #include "platform/kernel_language/one_lane.h"
+#include "platform/kernel_language/ranges.h"
 
 namespace kelvo::kernel_language {
 namespace {
@@ -135,7 +136,10 @@ ValueId Builder::append(const Instruction& instruction) {
   const auto [place, isNew] =
       known_.try_emplace(instruction, static_cast<ValueId>(instructions_.size()));
   if (isNew) {
-    ranges_.push_back(rangeOf(instruction));
+    const std::size_t source = instruction.immediate / 4;
+    const bool isUnitInput =
+        instruction.op == Op::input && source < unitSources_.size() && unitSources_[source];
+    ranges_.push_back(rangeOf(instruction, {instructions_, ranges_}, isUnitInput));
     instructions_.push_back(instruction);
   }
   return place->second;

@@ -77,6 +77,17 @@ std::string_view opName(Op op);
 unsigned operandCount(Op op);
 Type resultType(Op op);
 
+// What is known of a value: every f32 it can take lies in low…high, unless it is not a number.
+struct Range {
+  float low = -std::numeric_limits<float>::infinity();
+  float high = std::numeric_limits<float>::infinity();
+  bool maybeNotANumber = true;
+  bool maybeNegativeZero = true;
+
+  [[nodiscard]] bool finite() const;
+  [[nodiscard]] bool contains(float value) const { return low <= value && value <= high; }
+};
+
 // Builds a program. Equal instructions become one; what is known is folded; identities that hold
 // for every float (including signed zeros and values that are not numbers) are applied. Folding
 // computes with the very functions the executor uses, so that it never changes a result.
@@ -108,19 +119,7 @@ class Builder {
   [[nodiscard]] Program finish(const Pixel& outputs) const;
 
  private:
-  // Every value an f32 can take lies in low…high, unless it is not a number.
-  struct Range {
-    float low = -std::numeric_limits<float>::infinity();
-    float high = std::numeric_limits<float>::infinity();
-    bool maybeNotANumber = true;
-    bool maybeNegativeZero = true;
-
-    [[nodiscard]] bool finite() const;
-    [[nodiscard]] bool contains(float value) const { return low <= value && value <= high; }
-  };
-
   ValueId append(const Instruction& instruction);
-  [[nodiscard]] Range rangeOf(const Instruction& instruction) const;
   // What a selection by that mask gives on one side of it; other values as they are.
   [[nodiscard]] ValueId side(ValueId value, ValueId mask, bool whenSet) const;
   [[nodiscard]] std::optional<ValueId> distributed(Op op, ValueId a, ValueId b);
@@ -130,6 +129,8 @@ class Builder {
   [[nodiscard]] std::optional<ValueId> simplifiedArithmetic(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<ValueId> simplifiedLimit(Op op, ValueId a, ValueId b) const;
   [[nodiscard]] std::optional<bool> knownComparison(Op op, ValueId a, ValueId b) const;
+  [[nodiscard]] ValueId throughMonotonic(ValueId value) const;
+  [[nodiscard]] std::optional<ValueId> withMovedThreshold(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<ValueId> simplifiedLogic(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<ValueId> simplifiedInteger(Op op, ValueId a, ValueId b);
   [[nodiscard]] std::optional<std::uint32_t> constantBits(ValueId value) const;

@@ -5,7 +5,6 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <initializer_list>
 
 #include "platform/kernel_language/ir.h"
 
@@ -28,119 +27,6 @@ std::optional<float> exactReciprocal(float value) {
 }
 
 }  // namespace
-
-bool Builder::Range::finite() const {
-  return !maybeNotANumber && std::isfinite(low) && std::isfinite(high);
-}
-
-// Rounding is monotonic, so the rounded results at the ends of ranges bound the rounded results
-// between them.
-Builder::Range Builder::rangeOf(const Instruction& instruction) const {
-  constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  const Range anything;
-  const auto range = [this](ValueId value) { return ranges_[value]; };
-  const auto bounded = [&](std::initializer_list<float> ends, bool notANumber, bool negativeZero) {
-    Range result{kInfinity, -kInfinity, notANumber, negativeZero};
-    for (const float end : ends) {
-      if (std::isnan(end)) return anything;
-      result.low = std::min(result.low, end);
-      result.high = std::max(result.high, end);
-    }
-    return result;
-  };
-  switch (instruction.op) {
-    case Op::constant: {
-      const auto value = std::bit_cast<float>(instruction.immediate);
-      if (std::isnan(value)) return anything;
-      return {value, value, false, isNegativeZero(value)};
-    }
-    case Op::input: {
-      const std::size_t source = instruction.immediate / 4;
-      const bool unit = source < unitSources_.size() && unitSources_[source];
-      return unit ? Range{0.0F, 1.0F, false, false} : anything;
-    }
-    case Op::destX:
-    case Op::destY:
-      return {-0x1p31F, 0x1p31F, false, false};
-    case Op::intToFloat:
-      return {-0x1p31F, 0x1p31F, false, false};
-    case Op::neg: {
-      const Range a = range(instruction.a);
-      return {-a.high, -a.low, a.maybeNotANumber, a.contains(0.0F)};
-    }
-    case Op::abs: {
-      const Range a = range(instruction.a);
-      const float far = std::max(std::fabs(a.low), std::fabs(a.high));
-      const float near = a.contains(0.0F) ? 0.0F : std::min(std::fabs(a.low), std::fabs(a.high));
-      return {near, far, a.maybeNotANumber, false};
-    }
-    case Op::sign:
-      return {-1.0F, 1.0F, false, false};
-    case Op::floor:
-    case Op::ceil: {
-      const Range a = range(instruction.a);
-      const bool down = instruction.op == Op::floor;
-      return {down ? std::floor(a.low) : std::ceil(a.low),
-              down ? std::floor(a.high) : std::ceil(a.high), a.maybeNotANumber, true};
-    }
-    case Op::sqrt: {
-      const Range a = range(instruction.a);
-      if (!(a.low >= 0.0F)) return anything;
-      return {std::sqrt(a.low), std::sqrt(a.high), a.maybeNotANumber, a.maybeNegativeZero};
-    }
-    case Op::add: {
-      const Range a = range(instruction.a);
-      const Range b = range(instruction.b);
-      // Infinities of both signs would have to meet for a new not-a-number.
-      const bool clash = (a.low == -kInfinity && b.high == kInfinity) ||
-                         (a.high == kInfinity && b.low == -kInfinity);
-      return bounded({a.low + b.low, a.high + b.high},
-                     clash || a.maybeNotANumber || b.maybeNotANumber,
-                     a.maybeNegativeZero && b.maybeNegativeZero);
-    }
-    case Op::sub: {
-      const Range a = range(instruction.a);
-      const Range b = range(instruction.b);
-      const bool clash = (a.low == -kInfinity && b.low == -kInfinity) ||
-                         (a.high == kInfinity && b.high == kInfinity);
-      return bounded({a.low - b.high, a.high - b.low},
-                     clash || a.maybeNotANumber || b.maybeNotANumber,
-                     a.maybeNegativeZero && b.contains(0.0F));
-    }
-    case Op::mul: {
-      const Range a = range(instruction.a);
-      const Range b = range(instruction.b);
-      if (!a.finite() || !b.finite()) return anything;
-      const bool positive =
-          a.low >= 0.0F && b.low >= 0.0F && !a.maybeNegativeZero && !b.maybeNegativeZero;
-      return bounded({a.low * b.low, a.low * b.high, a.high * b.low, a.high * b.high}, false,
-                     !positive);
-    }
-    case Op::min:
-    case Op::max: {
-      const Range a = range(instruction.a);
-      const Range b = range(instruction.b);
-      const bool negativeZero = a.maybeNegativeZero || b.maybeNegativeZero;
-      // Not a number in second place is passed over; in first place it is kept. Passed over, it
-      // lets the whole range of the first place through.
-      if (a.maybeNotANumber || b.maybeNotANumber) {
-        return {std::min(a.low, b.low), std::max(a.high, b.high), a.maybeNotANumber, negativeZero};
-      }
-      if (instruction.op == Op::min) {
-        return {std::min(a.low, b.low), std::min(a.high, b.high), false, negativeZero};
-      }
-      return {std::max(a.low, b.low), std::max(a.high, b.high), false, negativeZero};
-    }
-    case Op::select: {
-      const Range a = range(instruction.b);
-      const Range b = range(instruction.c);
-      return {std::min(a.low, b.low), std::max(a.high, b.high),
-              a.maybeNotANumber || b.maybeNotANumber, a.maybeNegativeZero || b.maybeNegativeZero};
-    }
-    default:
-      return anything;
-  }
-}
 
 bool Builder::isWithin(ValueId value, float limit) const {
   return -limit <= ranges_[value].low && ranges_[value].high <= limit;
@@ -236,9 +122,9 @@ std::optional<ValueId> Builder::simplified(Op op, ValueId a, ValueId b) {
     case Op::lessEqual:
     case Op::equal:
     case Op::notEqual: {
-      const auto known = knownComparison(op, a, b);
-      if (!known) return std::nullopt;
-      return constantMask(*known);
+      if (const auto known = knownComparison(op, a, b)) return constantMask(*known);
+      const bool isOrdered = op == Op::less || op == Op::lessEqual;
+      return isOrdered ? withMovedThreshold(op, a, b) : std::nullopt;
     }
     case Op::maskAnd:
     case Op::maskOr:
