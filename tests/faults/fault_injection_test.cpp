@@ -5,18 +5,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/faults/fault_environment.h"
 #include "tests/faults/real_program.h"
 #include "tests/image_io/replace/support.h"
 
 namespace kelvo::test {
 namespace {
 
-namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -44,13 +43,8 @@ TEST_P(FaultInjection, LeavesTheOldOrTheNewFileWholeAndSaysWhich) {
     const TemporaryDirectory directory;
     const std::string file = directory.path(name);
     writeFile(file, old);
-    const ProgramRun run =
-        runProgram({"invert", "--jobs", "1", file},
-                   {{"LD_PRELOAD", KELVO_FAULT_LIBRARY},
-                    {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                    {"KELVO_FAULT_DIRECTORY", fs::canonical(directory.path(".")).string()},
-                    {"KELVO_FAULT_CALL", std::to_string(call)},
-                    {"KELVO_FAULT_CODE", std::to_string(fault.code)}});
+    const ProgramRun run = runProgram({"invert", "--jobs", "1", file},
+                                      failingCall(directory.path("."), call, fault.code));
     if (call < 0) {
       ASSERT_EQ(run.status, 0) << run.errors;
       adjusted = readFile(file);

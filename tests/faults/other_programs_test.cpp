@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/faults/fault_environment.h"
 #include "tests/faults/real_program.h"
 #include "tests/image_io/replace/support.h"
 
@@ -30,15 +31,9 @@ class OtherPrograms : public ::testing::TestWithParam<std::tuple<const char*, co
     const auto [event, format] = GetParam();
     writeFile(file, old_);
     writeFile(directory.path("other"), other_);
-    return runProgram({"invert", "--jobs", "1", file},
-                      {{"LD_PRELOAD", KELVO_FAULT_LIBRARY},
-                       {"ASAN_OPTIONS", "verify_asan_link_order=0:handle_sigbus=0"},
-                       {"KELVO_FAULT_DIRECTORY", fs::canonical(directory.path(".")).string()},
-                       {"KELVO_FAULT_CALL", std::to_string(call)},
-                       {"KELVO_FAULT_CODE", "1"},
-                       {"KELVO_FAULT_EVENT", event},
-                       {"KELVO_FAULT_FILE", file},
-                       {"KELVO_FAULT_OTHER", directory.path("other")}});
+    return runProgram(
+        {"invert", "--jobs", "1", file},
+        disturbedCall(directory.path("."), call, event, file, directory.path("other")));
   }
 
   // What the program makes of these bytes when nobody disturbs it; empty if it cannot.
@@ -147,15 +142,8 @@ TEST(CutShort, WhileItIsReadFailsThatFileOnlyAndSaysSo) {
     const std::string second = directory.path("second.bmp");
     writeFile(first, old);
     writeFile(second, old);
-    const ProgramRun run =
-        runProgram({"invert", "--jobs", "1", first, second},
-                   {{"LD_PRELOAD", KELVO_FAULT_LIBRARY},
-                    {"ASAN_OPTIONS", "verify_asan_link_order=0:handle_sigbus=0"},
-                    {"KELVO_FAULT_DIRECTORY", fs::canonical(directory.path(".")).string()},
-                    {"KELVO_FAULT_CALL", std::to_string(call)},
-                    {"KELVO_FAULT_CODE", "1"},
-                    {"KELVO_FAULT_EVENT", "truncate"},
-                    {"KELVO_FAULT_FILE", first}});
+    const ProgramRun run = runProgram({"invert", "--jobs", "1", first, second},
+                                      disturbedCall(directory.path("."), call, "truncate", first));
     crashed = run.errors.find("(signal 7)") != std::string::npos;
     if (!crashed) continue;
     EXPECT_THAT(run.errors,
@@ -178,11 +166,7 @@ std::vector<Call> callsOn(const std::string& directory, const std::string& file,
                           const std::vector<std::string>& options = {}) {
   std::vector<std::string> arguments = {"invert", "--jobs", "1", file};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  const ProgramRun run = runProgram(arguments, {{"LD_PRELOAD", KELVO_FAULT_LIBRARY},
-                                                {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                                                {"KELVO_FAULT_DIRECTORY", directory},
-                                                {"KELVO_FAULT_CODE", "1"},
-                                                {"KELVO_FAULT_TRACE", "1"}});
+  const ProgramRun run = runProgram(arguments, tracedCalls(directory));
   EXPECT_EQ(run.status, 0) << run.errors;
   std::vector<Call> calls;
   std::istringstream lines(run.errors);

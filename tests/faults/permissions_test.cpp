@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "platform/image_io/file_descriptor.h"
+#include "tests/faults/fault_environment.h"
 #include "tests/faults/files_fixture.h"
 
 namespace kelvo::test {
@@ -195,13 +196,8 @@ TEST_F(Permissions, AndAttributesThatTheNewFileCannotTakeAreTold) {
     GTEST_SKIP() << "the file system has no attributes";
   }
   for (int call = 0; call < 500; ++call) {
-    const ProgramRun run =
-        runProgram({"invert", "--jobs", "1", file},
-                   {{"LD_PRELOAD", KELVO_FAULT_LIBRARY},
-                    {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                    {"KELVO_FAULT_DIRECTORY", fs::canonical(directory_.path(".")).string()},
-                    {"KELVO_FAULT_CALL", std::to_string(call)},
-                    {"KELVO_FAULT_CODE", std::to_string(ENOSPC)}});
+    const ProgramRun run = runProgram({"invert", "--jobs", "1", file},
+                                      failingCall(directory_.path("."), call, ENOSPC));
     if (run.errors.find("fault: fsetxattr") == std::string::npos) {
       writeFile(file, old_);
       if (::getxattr(file.c_str(), "user.note", nullptr, 0) != 4) {
