@@ -203,41 +203,47 @@ std::vector<pid_t> children() {
   return found;
 }
 
-TEST_F(PictureTest, CostsAWorkerAtMost) {
-  QImage image(64, 32, QImage::Format_RGB888);
-  image.fill(Qt::blue);
-  const std::string path = save(image, "a.png");
+class LoadedPictureTest : public PictureTest {
+ protected:
+  LoadedPictureTest() {
+    QImage image(64, 32, QImage::Format_RGB888);
+    image.fill(Qt::blue);
+    path_ = save(image, "a.png");
+  }
+  // Loads the picture and sends this signal to the worker that made it.
+  void signalWorker(window::PictureLoader& loader, int signal) const {
+    ASSERT_TRUE(load(loader, path_));
+    const std::vector<pid_t> workers = children();
+    ASSERT_EQ(workers.size(), 1U);
+    ASSERT_EQ(::kill(workers[0], signal), 0);
+  }
+
+  std::string path_;
+};
+
+TEST_F(LoadedPictureTest, CostsAWorkerAtMost) {
   window::PictureLoader loader;
-  ASSERT_TRUE(load(loader, path));
-  const std::vector<pid_t> workers = children();
-  ASSERT_EQ(workers.size(), 1U);
-  ::kill(workers[0], SIGKILL);
+  ASSERT_NO_FATAL_FAILURE(signalWorker(loader, SIGKILL));
   // The next picture finds it gone, one way or the other, and the one after that is there again.
-  const auto next = load(loader, path);
+  const auto next = load(loader, path_);
   ASSERT_TRUE(next);
   EXPECT_TRUE(!next->image.isNull() || next->failure.contains(QLatin1String("signal 9")));
-  const auto after = load(loader, path);
+  const auto after = load(loader, path_);
   ASSERT_TRUE(after);
   EXPECT_FALSE(after->image.isNull());
 }
 
-TEST_F(PictureTest, IsGivenUpWhenNothingIsHeardOfItsWorker) {
-  QImage image(64, 32, QImage::Format_RGB888);
-  image.fill(Qt::blue);
-  const std::string path = save(image, "a.png");
+TEST_F(LoadedPictureTest, IsGivenUpWhenNothingIsHeardOfItsWorker) {
   window::PictureLoader loader(nullptr, std::chrono::seconds(1));
-  ASSERT_TRUE(load(loader, path));
-  const std::vector<pid_t> workers = children();
-  ASSERT_EQ(workers.size(), 1U);
-  ::kill(workers[0], SIGSTOP);
-  const auto stalled = load(loader, path);
+  ASSERT_NO_FATAL_FAILURE(signalWorker(loader, SIGSTOP));
+  const auto stalled = load(loader, path_);
   ASSERT_TRUE(stalled);
   EXPECT_TRUE(stalled->image.isNull());
   EXPECT_THAT(stalled->failure.toStdString(),
               ::testing::MatchesRegex(
                   "the worker process made no progress for [0-9]+ seconds and was ended"));
   EXPECT_THAT(children(), ::testing::IsEmpty());
-  const auto after = load(loader, path);
+  const auto after = load(loader, path_);
   ASSERT_TRUE(after);
   EXPECT_FALSE(after->image.isNull());
 }
