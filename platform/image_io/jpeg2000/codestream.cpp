@@ -26,7 +26,7 @@ enum Marker : unsigned {
   kRegistration = 0xFF63,
   kComment = 0xFF64,
   kTilePart = 0xFF90,
-  kData = 0xFF93,
+  kTileData = 0xFF93,
   kEnd = 0xFFD9,
 };
 
@@ -249,7 +249,7 @@ class MarkerReader {
       if (length == 0 && most < kTilePartHeader + 4) return endsEarly();
       const std::size_t end = length == 0 ? size - 2 : begin + length;
       position_ = begin + kTilePartHeader;
-      while (position_ < end && number(position_, 2) != kData) {
+      while (position_ < end && number(position_, 2) != kTileData) {
         const unsigned marker = number(position_, 2);
         const auto segment = takeSegment();
         if (!segment || position_ > end) return damaged("a tile's header is damaged");
