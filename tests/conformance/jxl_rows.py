@@ -104,11 +104,11 @@ def packed_stays_packed(work):
     return "kept; restores the adjusted JPEG byte for byte"
 
 
-def animation(work):
+def animation(work, *options, picture=None):
     source = work.put("in.gif", convert(
         "-delay", "20", "ppm:-", "(", "+clone", "-rotate", "180", ")", "-loop", "3", "gif:-",
-        stdin=ppm()))
-    run("cjxl", "--quiet", "-d", "0", source, work.path("photo.jxl"))
+        stdin=picture or ppm()))
+    run("cjxl", "--quiet", "-d", "0", source, work.path("photo.jxl"), *options)
     source.unlink()
     return work.path("photo.jxl")
 
@@ -151,6 +151,8 @@ kept(X, "depth, with --depth keep", "16 bits",
 refused(X, "colours", "grey", jxl("-d", "0", png_options=("-colorspace", "Gray")), made="cjxl")
 refused(X, "colours", "lossy, of an ICC profile of its own", lambda work: jxl(
     "-d", "1", png_options=("-profile", str(work.put("wide.icc", profile(40)))))(work), made="cjxl")
+refused(X, "order of groups", "from the middle, in an animation", lambda work: animation(
+    work, "--group_order=1", picture=ppm(600, 400)), made="cjxl")
 refused(X, "index of frames", "", with_box(b"jxli", b"\0"), made=HAND)
 refused(X, "gain map", "", with_box(b"jhgm", b"\0"), made=HAND)
 refused(X, "damage", "cut short", lambda work: (
