@@ -24,6 +24,7 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::ceil, "ceil", 0, 0},
     {Code::fract, "fract", 0, 0},
     {Code::sqrt, "sqrt", 0, 0},
+    {Code::square, "square", 0, 0},
     {Code::maskNot, "maskNot", 0, 0},
     {Code::addAM, "addAM", 1, 0},
     {Code::addAK, "addAK", 0, 1},
@@ -95,6 +96,7 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::selectMAK, "selectMAK", 1, 1},
     {Code::selectMMA, "selectMMA", 2, 0},
     {Code::selectMKA, "selectMKA", 1, 1},
+    {Code::selectMKK, "selectMKK", 1, 2},
     {Code::addProductMK, "addProductMK", 1, 1},
     {Code::addProductMM, "addProductMM", 2, 0},
     {Code::subProductMM, "subProductMM", 2, 0},
@@ -105,13 +107,16 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::addScaleAdd, "addScaleAdd", 0, 3},
     {Code::addAddScaleAdd, "addAddScaleAdd", 0, 4},
     {Code::subScaleAdd, "subScaleAdd", 3, 1},
+    {Code::scaleFrom, "scaleFrom", 2, 1},
     {Code::weightedPair, "weightedPair", 2, 2},
     {Code::weightedSum, "weightedSum", 3, 3},
     {Code::weightedSumAdd, "weightedSumAdd", 3, 4},
     {Code::render, "render", 0, 0},
     {Code::renderSmall, "renderSmall", 0, 0},
+    {Code::skipSettled, "skipSettled", 0, 2},
     {Code::call, "call", 3, 0},
     {Code::sinCos, "sinCos", 1, 0},
+    {Code::sinCosEstimate, "sinCosEstimate", 1, 0},
     {Code::powOfFraction, "powOfFraction", 1, 1},
     {Code::sample, "sample", 2, 0},
     {Code::destX, "destX", 0, 0},
@@ -137,5 +142,21 @@ const CodeInfo& info(Code code) { return kCodes[static_cast<std::size_t>(code)];
 std::string_view codeName(Code code) { return info(code).name; }
 unsigned codeRegisters(Code code) { return info(code).registers; }
 unsigned codeConstants(Code code) { return info(code).constants; }
+
+bool leavesAccumulator(Code code) {
+  switch (code) {
+    case Code::call:
+    case Code::sinCos:
+    case Code::sinCosEstimate:
+    case Code::powOfFraction:
+    case Code::sample:
+    case Code::destX:
+    case Code::destY:
+    case Code::end:
+      return true;
+    default:
+      return false;
+  }
+}
 
 }  // namespace kelvo::kernel_language

@@ -57,12 +57,14 @@ Executable Executable::compile(const Program& program, std::span<const PixelLayo
   plan->inputs.assign(inputs.begin(), inputs.end());
   plan->output = output;
   plan->images = std::move(images);
-  SimplifiedProgram simplified = simplifyForLayouts(program, plan->inputs, plan->images);
+  SimplifiedProgram simplified = simplifyForLayouts(program, plan->inputs, output, plan->images);
   plan->program = std::move(simplified.program);
   plan->opaque = isConstantOne(plan->program, plan->program.outputs[3]);
   plan->renders = plan->opaque && output.type == SampleType::u8;
   TapeResult result =
-      makeTape(plan->program, TapeOptions{.render = plan->renders, .isSmall = simplified.isSmall});
+      makeTape(plan->program, {.render = plan->renders,
+                               .isSmall = simplified.isSmall,
+                               .estimates = findEstimates(plan->program, simplified.ranges)});
   plan->hasTape = result.ok;
   plan->tape = std::move(result.tape);
   if (const auto source = separableSource(plan->program, plan->inputs, output)) {

@@ -44,6 +44,10 @@ std::optional<VirtualStep> fusedSteps(const VirtualStep& first, const VirtualSte
     for (unsigned i = 0; i < codeConstants(second.code); ++i) {
       both.k[codeConstants(first.code) + i] = second.k[i];
     }
+    if (both.code == Code::subScaleAdd && both.m.second == both.m.third) {
+      both.code = Code::scaleFrom;
+      both.m.third = kNoVirtualRegister;
+    }
     return both;
   }
   return std::nullopt;

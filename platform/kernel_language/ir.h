@@ -112,6 +112,9 @@ class Builder {
   [[nodiscard]] Type type(ValueId value) const;
   [[nodiscard]] std::optional<float> constantValue(ValueId value) const;  // f32 constants only
 
+  // A value that differs from this one at most in the sign of zero.
+  ValueId withAnyZero(ValueId value);
+
   // True if the f32 is known to lie in -limit … limit wherever it is a number.
   [[nodiscard]] bool isWithin(ValueId value, float limit) const;
 

@@ -38,6 +38,13 @@ ValueId Builder::withoutZero(ValueId value) const {
   return in.op == Op::add && constantValue(in.b) == 0.0F ? in.a : value;
 }
 
+ValueId Builder::withAnyZero(ValueId value) {
+  const Instruction in = instructions_[value];
+  if (in.op != Op::select) return withoutZero(value);
+  // One selection deep: filters limit what they change by one mask.
+  return select(in.a, withoutZero(in.b), withoutZero(in.c));
+}
+
 ValueId Builder::side(ValueId value, ValueId mask, bool whenSet) const {
   if (value == kNoValue) return value;
   const Instruction& in = instructions_[value];

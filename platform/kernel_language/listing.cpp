@@ -45,7 +45,8 @@ std::string listingOf(const Tape& tape) {
       text += opName(step.op);
       registers = operandCount(step.op);
     }
-    if (step.code == Code::sample || step.code == Code::render || step.code == Code::renderSmall) {
+    if (step.code == Code::sample || step.code == Code::render || step.code == Code::renderSmall ||
+        step.code == Code::skipSettled) {
       text += ' ';
       text += std::to_string(step.index);
     }

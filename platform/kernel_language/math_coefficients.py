@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints the polynomial coefficients of platform/kernel_language/math-inl.h.
+"""Prints the polynomial coefficients of math-inl.h and vector_estimates-inl.h in this folder.
 
 Each function is interpolated at the Chebyshev nodes of its interval (within a small factor of the
 minimax polynomial) in 60-digit decimals; the largest relative error seen is printed beside it.
@@ -101,3 +101,5 @@ fit("sinTail", sin_tail, D(0), (PI / 4) ** 2 * D("1.001"), 4)
 fit("cosTail", cos_tail, D(0), (PI / 4) ** 2 * D("1.001"), 5)
 fit("atanTail", atan_tail, D(0), (D(2).sqrt() - 1) ** 2, 7)
 fit("asinTail", asin_tail, D(0), D("0.25"), 9)
+fit("sinTail of estimates", sin_tail, D(0), (PI / 4) ** 2 * D("1.001"), 2)
+fit("cosTail of estimates", cos_tail, D(0), (PI / 4) ** 2 * D("1.001"), 2)

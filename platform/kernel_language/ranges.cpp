@@ -27,16 +27,16 @@ bool isAtMost(const Known& known, ValueId a, ValueId b, int depth = 4) {
   if (depth == 0) return false;
   const Instruction& left = known.instructions[a];
   const Instruction& right = known.instructions[b];
-  return (left.op == Op::min && (isAtMost(known, left.a, b, depth - 1) ||
-                                 isAtMost(known, left.b, b, depth - 1))) ||
-         (right.op == Op::max && (isAtMost(known, a, right.a, depth - 1) ||
-                                  isAtMost(known, a, right.b, depth - 1)));
+  return (left.op == Op::min &&
+          (isAtMost(known, left.a, b, depth - 1) || isAtMost(known, left.b, b, depth - 1))) ||
+         (right.op == Op::max &&
+          (isAtMost(known, a, right.a, depth - 1) || isAtMost(known, a, right.b, depth - 1)));
 }
 
 Range sumRange(const Range& a, const Range& b) {
   // Infinities of both signs would have to meet for a new not-a-number.
-  const bool clash = (a.low == -kInfinity && b.high == kInfinity) ||
-                     (a.high == kInfinity && b.low == -kInfinity);
+  const bool clash =
+      (a.low == -kInfinity && b.high == kInfinity) || (a.high == kInfinity && b.low == -kInfinity);
   return bounded({a.low + b.low, a.high + b.high}, clash || a.maybeNotANumber || b.maybeNotANumber,
                  a.maybeNegativeZero && b.maybeNegativeZero);
 }
@@ -44,8 +44,8 @@ Range sumRange(const Range& a, const Range& b) {
 Range differenceRange(const Instruction& in, const Known& known) {
   const Range& a = known.ranges[in.a];
   const Range& b = known.ranges[in.b];
-  const bool clash = (a.low == -kInfinity && b.low == -kInfinity) ||
-                     (a.high == kInfinity && b.high == kInfinity);
+  const bool clash =
+      (a.low == -kInfinity && b.low == -kInfinity) || (a.high == kInfinity && b.high == kInfinity);
   Range result =
       bounded({a.low - b.high, a.high - b.low}, clash || a.maybeNotANumber || b.maybeNotANumber,
               a.maybeNegativeZero && b.contains(0.0F));
@@ -55,9 +55,15 @@ Range differenceRange(const Instruction& in, const Known& known) {
   return result;
 }
 
-Range productRange(const Range& a, const Range& b) {
+Range productRange(const Instruction& in, const Known& known) {
+  const Range& a = known.ranges[in.a];
+  const Range& b = known.ranges[in.b];
   for (const float end : {a.low, a.high, b.low, b.high}) {
     if (!std::isfinite(end)) return {};
+  }
+  if (in.a == in.b) {
+    const float far = std::max(-a.low, a.high);
+    return {0.0F, far * far, a.maybeNotANumber, false};
   }
   const bool positive =
       a.low >= 0.0F && b.low >= 0.0F && !a.maybeNegativeZero && !b.maybeNegativeZero;
@@ -78,8 +84,8 @@ Range quotientRange(const Instruction& in, const Known& known) {
 
 Range limitRange(Op op, const Range& a, const Range& b) {
   const bool negativeZero = a.maybeNegativeZero || b.maybeNegativeZero;
-  // Not a number in second place is passed over; in first place it is kept. Passed over, it lets the
-  // whole range of the first place through.
+  // Not a number in second place is passed over; in first place it is kept. Passed over, it lets
+  // the whole range of the first place through.
   if (a.maybeNotANumber || b.maybeNotANumber) {
     return {std::min(a.low, b.low), std::max(a.high, b.high), a.maybeNotANumber, negativeZero};
   }
@@ -91,9 +97,7 @@ Range limitRange(Op op, const Range& a, const Range& b) {
 
 }  // namespace
 
-bool Range::finite() const {
-  return !maybeNotANumber && std::isfinite(low) && std::isfinite(high);
-}
+bool Range::finite() const { return !maybeNotANumber && std::isfinite(low) && std::isfinite(high); }
 
 // Rounding is monotonic, so the rounded results at the ends of ranges bound the rounded results
 // between them.
@@ -143,7 +147,7 @@ Range rangeOf(const Instruction& instruction, const Known& known, bool isUnitInp
     case Op::sub:
       return differenceRange(instruction, known);
     case Op::mul:
-      return productRange(range(instruction.a), range(instruction.b));
+      return productRange(instruction, known);
     case Op::div:
       return quotientRange(instruction, known);
     case Op::min:

@@ -7,21 +7,6 @@
 namespace kelvo::kernel_language {
 namespace {
 
-bool leavesAccumulator(Code code) {
-  switch (code) {
-    case Code::call:
-    case Code::sinCos:
-    case Code::powOfFraction:
-    case Code::sample:
-    case Code::destX:
-    case Code::destY:
-    case Code::end:
-      return true;
-    default:
-      return false;
-  }
-}
-
 class Allocator {
  public:
   explicit Allocator(const VirtualTape& tape)

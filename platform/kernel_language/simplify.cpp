@@ -2,6 +2,8 @@
 
 #include <bit>
 
+#include "platform/kernel_language/ranges.h"
+
 namespace kelvo::kernel_language {
 namespace {
 
@@ -19,10 +21,13 @@ bool isUsable(const SampledImage& image) {
 }  // namespace
 
 SimplifiedProgram simplifyForLayouts(const Program& program, std::span<const PixelLayout> inputs,
+                                     const PixelLayout& output,
                                      std::span<const SampledImage> images) {
   Builder builder;
+  std::vector<bool> isUnitSource;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
-    if (inputs[i].type != SampleType::f32) builder.assumeUnitRange(static_cast<std::uint32_t>(i));
+    isUnitSource.push_back(inputs[i].type != SampleType::f32);
+    if (isUnitSource.back()) builder.assumeUnitRange(static_cast<std::uint32_t>(i));
   }
   std::vector<ValueId> moved;
   moved.reserve(program.instructions.size());
@@ -75,9 +80,12 @@ SimplifiedProgram simplifyForLayouts(const Program& program, std::span<const Pix
   SimplifiedProgram result;
   for (std::size_t c = 0; c < 4; ++c) {
     outputs[c] = moved[program.outputs[c]];
+    // Integer samples do not tell the zeros apart.
+    if (output.type != SampleType::f32) outputs[c] = builder.withAnyZero(outputs[c]);
     result.isSmall[c] = builder.isWithin(outputs[c], kSmall);
   }
   result.program = builder.finish(outputs);
+  result.ranges = rangesOf(result.program, isUnitSource);
   return result;
 }
 

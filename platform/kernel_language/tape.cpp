@@ -1,7 +1,9 @@
 #include "platform/kernel_language/tape.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <optional>
 #include <tuple>
@@ -231,11 +233,11 @@ class Emitter {
   bool emitSinCos(ValueId value) {
     Angle& angle = angles_[at(value).a];
     if (angle.sine == kNoVirtualRegister || angle.cosine == kNoVirtualRegister) return false;
-    if (angle.done) return true;
+    if (angle.step) return true;
     push({.code = Code::sinCos,
           .m = {inRegister(at(value).a)},
           .target = {angle.sine, angle.cosine}});
-    angle.done = true;
+    angle.step = tape_.steps.size() - 1;
     return true;
   }
 
@@ -259,9 +261,53 @@ class Emitter {
     } else if (operandCount(in.op) == 1) {
       compute(in.a);
       push({.code = unaryCode(in.op)});
+    } else if (const Estimate* estimate = estimateOf(value)) {
+      computeEstimated(in, *estimate);
     } else if (!computeFused(in)) {
       computeBinary(in);
     }
+  }
+
+  [[nodiscard]] const Estimate* estimateOf(ValueId value) const {
+    const auto place = std::ranges::find(options_.estimates, value, &Estimate::comparison);
+    return place == options_.estimates.end() ? nullptr : &*place;
+  }
+
+  void computeEstimated(const Instruction& in, const Estimate& estimate) {
+    const bool constantFirst = isConstant(in.a);
+    compute(constantFirst ? in.b : in.a);
+    repeatUnlessSettled(estimate);
+    const Forms forms = *formsOf(in.op);
+    push({.code = constantFirst ? forms.ka : forms.ak, .k = {estimate.threshold}});
+  }
+
+  // From the angle's sine and cosine on, the steps so far become those of the estimate, and follow
+  // once more for what that does not settle.
+  void repeatUnlessSettled(const Estimate& estimate) {
+    const std::optional<std::size_t> begin = angles_[estimate.angle].step;
+    if (!begin) return;
+    std::vector<VirtualStep> exact(tape_.steps.begin() + static_cast<std::ptrdiff_t>(*begin),
+                                   tape_.steps.end());
+    const auto isInTheWay = [](const VirtualStep& step) {
+      return leavesAccumulator(step.code) || step.code == Code::skipSettled;
+    };
+    if (std::any_of(exact.begin() + 1, exact.end(), isInTheWay)) return;
+    if (exact.size() > std::numeric_limits<std::uint16_t>::max()) return;
+    std::map<VirtualRegister, VirtualRegister> renamed;
+    const auto rename = [&renamed](VirtualRegister& number) {
+      if (const auto place = renamed.find(number); place != renamed.end()) number = place->second;
+    };
+    for (VirtualStep& step : exact) {
+      for (VirtualRegister* m : {&step.m.first, &step.m.second, &step.m.third}) rename(*m);
+      for (VirtualRegister* target : {&step.target.first, &step.target.second}) {
+        if (*target != kNoVirtualRegister) *target = renamed[*target] = nextRegister_++;
+      }
+    }
+    tape_.steps[*begin].code = Code::sinCosEstimate;
+    push({.code = Code::skipSettled,
+          .index = static_cast<std::uint16_t>(exact.size()),
+          .k = {estimate.threshold, estimate.error}});
+    tape_.steps.insert(tape_.steps.end(), exact.begin(), exact.end());
   }
 
   VirtualRegister computeIntoTemporary(ValueId value) {
@@ -285,6 +331,11 @@ class Emitter {
   void computeBinary(const Instruction& in) {
     const Forms forms = *formsOf(in.op);
     const bool negated = in.op == Op::sub;
+    if (isSquare(in) && isInner(in.a)) {
+      compute(in.a);
+      push({.code = Code::square});
+      return;
+    }
     if (isInner(in.a)) {
       const Leaf right = leaf(in.b);
       compute(in.a);
@@ -317,6 +368,10 @@ class Emitter {
   }
 
   void computeSelect(const Instruction& in) {
+    if (isStored(in.a) && isConstant(in.b) && isConstant(in.c)) {
+      push({.code = Code::selectMKK, .m = {in.a}, .k = {constant(in.b), constant(in.c)}});
+      return;
+    }
     if (isInner(in.a) || (!isInner(in.b) && !isInner(in.c))) {
       const Leaf whenSet = leaf(in.b);
       const Leaf otherwise = leaf(in.c);
@@ -401,7 +456,7 @@ class Emitter {
   struct Angle {
     VirtualRegister sine = kNoVirtualRegister;
     VirtualRegister cosine = kNoVirtualRegister;
-    bool done = false;
+    std::optional<std::size_t> step;  // where both are computed, once they are
   };
 
   const Program& program_;

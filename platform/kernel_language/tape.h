@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/kernel_language/estimates.h"
 #include "platform/kernel_language/ir.h"
 
 // Programs as the vector executor runs them: steps of an accumulator machine.
@@ -22,7 +23,7 @@ namespace kelvo::kernel_language {
 enum class Code : std::uint8_t {
   // clang-format off
   loadM, loadK,
-  neg, abs, sign, floor, ceil, fract, sqrt, maskNot,
+  neg, abs, sign, floor, ceil, fract, sqrt, square, maskNot,
   addAM, addAK, addMM, addMK,
   subAM, subMA, subKA, subMM, subKM,
   mulAM, mulAK, mulMM, mulMK,
@@ -35,38 +36,44 @@ enum class Code : std::uint8_t {
   notEqualAM, notEqualAK, notEqualMM, notEqualMK,
   maskAndAM, maskAndMM, maskOrAM, maskOrMM, maskXorAM, maskXorMM,
   // mask, chosen where it is set, chosen elsewhere
-  selectAMM, selectAMK, selectAKM, selectAKK, selectMAM, selectMAK, selectMMA, selectMKA,
+  selectAMM, selectAMK, selectAKM, selectAKK, selectMAM, selectMAK, selectMMA, selectMKA, selectMKK,
   // Several operations, each rounded by itself. A + M K, A + M M, A - M M:
   addProductMK, addProductMM, subProductMM,
   // A K + M, A K + K, (A + K) K, (A + K) + K, (A + K) K + K, ((A + K) + K) K + K:
   scaleAddM, scaleAddK, addScale, addAdd, addScaleAdd, addAddScaleAdd,
-  // (M - M) K + M:
-  subScaleAdd,
+  // (M - M) K + M, and (M - N) K + N:
+  subScaleAdd, scaleFrom,
   // M K + M K, and M K more, and K more, the sums from left to right:
   weightedPair, weightedSum, weightedSumAdd,
   // Turns the accumulator into 8-bit levels of a component of the opaque output; renderSmall where
   // the values are known to be small.
   render, renderSmall,
+  // Passes over the next `index` steps, which compute the accumulator anew, if it is further than
+  // the second K from the first K in the whole block.
+  skipSettled,
   // Leaves the accumulator; the operands and the result are block registers.
-  // sinCos: the sine of M and its cosine, two results. powOfFraction: M to the power of K.
-  call, sinCos, powOfFraction, sample, destX, destY, end,
+  // sinCos: the sine of M and its cosine, two results; sinCosEstimate: estimates of them.
+  // powOfFraction: M to the power of K.
+  call, sinCos, sinCosEstimate, powOfFraction, sample, destX, destY, end,
   // clang-format on
 };
 
 std::string_view codeName(Code code);
 unsigned codeRegisters(Code code);  // operands among the block registers; of `call` at most
 unsigned codeConstants(Code code);  // constant operands
+bool leavesAccumulator(Code code);
 
 // Which block register, by number.
 using Register = std::uint16_t;
 
 struct Step {
   Code code = Code::end;
-  Op op = Op::constant;         // of `call`
-  std::uint16_t index = 0;      // of `sample` the image, of `render` the component
-  std::array<Register, 3> m{};  // operands; of `sample` the coordinates
-  std::array<Register, 4>
-      target{};  // results; of `sample` by component, of `sinCos` two, else the first
+  Op op = Op::constant;              // of `call`
+  std::uint16_t index = 0;           // of `sample` the image, of `render` the component, of
+                                     // `skipSettled` how many steps
+  std::array<Register, 3> m{};       // operands; of `sample` the coordinates
+  std::array<Register, 4> target{};  // results; of `sample` by component, of `sinCos` and its
+                                     // estimate two, else the first
   std::array<float, 4> k{};
 };
 
@@ -93,6 +100,7 @@ struct Tape {
 struct TapeOptions {
   bool render = false;            // the output is opaque and has 8 bits: the steps render it
   std::array<bool, 4> isSmall{};  // see SimplifiedProgram
+  std::vector<Estimate> estimates;
 };
 
 // Selects steps, orders them and allocates block registers. Programs that would need more than

@@ -13,7 +13,10 @@ bool isConstant(Op op) {
   return op == Op::constant || op == Op::constantInt || op == Op::constantMask;
 }
 
-std::array<ValueId, 3> operandsOf(const Instruction& in) { return {in.a, in.b, in.c}; }
+// What is multiplied by itself counts once: the accumulator can be squared.
+std::array<ValueId, 3> operandsOf(const Instruction& in) {
+  return {in.a, isSquare(in) ? kNoValue : in.b, in.c};
+}
 
 std::vector<Place> choosePlaces(const Program& program, bool renders) {
   const std::size_t size = program.instructions.size();
@@ -92,6 +95,8 @@ bool isAccumulatorOp(Op op) {
       return false;
   }
 }
+
+bool isSquare(const Instruction& in) { return in.op == Op::mul && in.a == in.b; }
 
 Trees cutTrees(const Program& program, bool renders) {
   Trees trees;

@@ -30,6 +30,9 @@ struct Trees {
 // True if the accumulator has a step of its own for it; the others are calls.
 bool isAccumulatorOp(Op op);
 
+// A value multiplied by itself.
+bool isSquare(const Instruction& in);
+
 // Cuts the program into trees that the accumulator can walk, and orders them depth first from the
 // outputs, so that few values wait in registers. `renders`: red, green and blue are roots of their
 // own; else all outputs are stored.

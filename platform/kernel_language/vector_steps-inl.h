@@ -213,6 +213,9 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
       case Code::sqrt:
         KELVO_EACH(v = hn::Sqrt(v));
         break;
+      case Code::square:
+        KELVO_EACH(v = hn::Mul(v, v));
+        break;
       case Code::maskNot:
         KELVO_EACH(v = hn::Not(v));
         break;
@@ -235,51 +238,56 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
             case Code::selectAMM : {
           const float* HWY_RESTRICT a = m(0);
           const float* HWY_RESTRICT b = m(1);
-          KELVO_EACH(v = hn::IfThenElse(loadedMask(v), hn::Load(D(), a + i), hn::Load(D(), b + i)));
+          KELVO_EACH(v = hn::IfVecThenElse(v, hn::Load(D(), a + i), hn::Load(D(), b + i)));
           break;
         }
       case Code::selectAMK: {
         const float* HWY_RESTRICT a = m(0);
         const V k0 = k(0);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), hn::Load(D(), a + i), k0));
+        KELVO_EACH(v = hn::IfVecThenElse(v, hn::Load(D(), a + i), k0));
         break;
       }
       case Code::selectAKM: {
         const float* HWY_RESTRICT b = m(0);
         const V k0 = k(0);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), k0, hn::Load(D(), b + i)));
+        KELVO_EACH(v = hn::IfVecThenElse(v, k0, hn::Load(D(), b + i)));
         break;
       }
       case Code::selectAKK: {
         const V k0 = k(0);
         const V k1 = k(1);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(v), k0, k1));
+        KELVO_EACH(v = hn::IfVecThenElse(v, k0, k1));
         break;
       }
       case Code::selectMAM: {
         const float* HWY_RESTRICT mask = m(0);
         const float* HWY_RESTRICT b = m(1);
-        KELVO_EACH(
-            v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), v, hn::Load(D(), b + i)));
+        KELVO_EACH(v = hn::IfVecThenElse(hn::Load(D(), mask + i), v, hn::Load(D(), b + i)));
         break;
       }
       case Code::selectMAK: {
         const float* HWY_RESTRICT mask = m(0);
         const V k0 = k(0);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), v, k0));
+        KELVO_EACH(v = hn::IfVecThenElse(hn::Load(D(), mask + i), v, k0));
         break;
       }
       case Code::selectMMA: {
         const float* HWY_RESTRICT mask = m(0);
         const float* HWY_RESTRICT a = m(1);
-        KELVO_EACH(
-            v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), hn::Load(D(), a + i), v));
+        KELVO_EACH(v = hn::IfVecThenElse(hn::Load(D(), mask + i), hn::Load(D(), a + i), v));
         break;
       }
       case Code::selectMKA: {
         const float* HWY_RESTRICT mask = m(0);
         const V k0 = k(0);
-        KELVO_EACH(v = hn::IfThenElse(loadedMask(hn::Load(D(), mask + i)), k0, v));
+        KELVO_EACH(v = hn::IfVecThenElse(hn::Load(D(), mask + i), k0, v));
+        break;
+      }
+      case Code::selectMKK: {
+        const float* HWY_RESTRICT mask = m(0);
+        const V k0 = k(0);
+        const V k1 = k(1);
+        KELVO_EACH(v = hn::IfVecThenElse(hn::Load(D(), mask + i), k0, k1));
         break;
       }
       case Code::addProductMK: {
@@ -348,6 +356,14 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
                                hn::Load(D(), c + i)));
         break;
       }
+      case Code::scaleFrom: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const V k0 = k(0);
+        KELVO_EACH(const V from = hn::Load(D(), b + i);
+                   v = hn::Add(hn::Mul(hn::Sub(hn::Load(D(), a + i), from), k0), from));
+        break;
+      }
       case Code::weightedPair: {
         const float* HWY_RESTRICT a = m(0);
         const float* HWY_RESTRICT b = m(1);
@@ -387,8 +403,19 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         KELVO_EACH(v = KELVO_X86_VECTORS ? v : limitedLanes(v, one));
         renderLanes(acc, planes + step->index * kBlock);
         break;
+      case Code::skipSettled: {
+        const V k0 = k(0);
+        const V k1 = k(1);
+        const auto isFar = [&](V v) HWY_ATTR { return hn::Lt(k1, hn::Abs(hn::Sub(v, k0))); };
+        const auto isSettled = hn::And(
+            hn::And(hn::And(isFar(acc.v0), isFar(acc.v1)), hn::And(isFar(acc.v2), isFar(acc.v3))),
+            hn::And(hn::And(isFar(acc.v4), isFar(acc.v5)), hn::And(isFar(acc.v6), isFar(acc.v7))));
+        if (hn::AllTrue(d, isSettled)) step += step->index;
+        continue;
+      }
       case Code::call:
       case Code::sinCos:
+      case Code::sinCosEstimate:
       case Code::powOfFraction:
       case Code::sample:
       case Code::destX:

@@ -335,11 +335,28 @@ TEST(ExecutableOps, FusedStepsRoundEveryOperation) {
          const float twice = volatileSum(volatileSum(std::fabs(x), 0.05F), -0.5F);
          return volatileSum(volatileProduct(twice, 1.1F), 0.5F);
        }},
-      {"subScaleAdd",
+      {"scaleFrom",
        [&](Builder& b, ValueId x, ValueId y) {
          return add(b, mul(b, b.binary(Op::sub, x, y), k(b, 1.2F)), y);
        },
        [&](float x, float y) { return volatileSum(volatileProduct(volatileSum(x, -y), 1.2F), y); }},
+      {"subScaleAdd",
+       [&](Builder& b, ValueId x, ValueId y) {
+         return add(b, mul(b, b.binary(Op::sub, x, y), k(b, 1.2F)), x);
+       },
+       [&](float x, float y) { return volatileSum(volatileProduct(volatileSum(x, -y), 1.2F), x); }},
+      {"square",
+       [&](Builder& b, ValueId x, ValueId y) {
+         const ValueId difference = b.binary(Op::sub, x, y);
+         return mul(b, difference, difference);
+       },
+       [&](float x, float y) { return volatileProduct(volatileSum(x, -y), volatileSum(x, -y)); }},
+      {"selectMKK",
+       [&](Builder& b, ValueId x, ValueId y) {
+         const ValueId mask = b.binary(Op::less, x, y);  // stored, since it serves twice
+         return add(b, b.select(mask, k(b, 0.3F), k(b, 0.6F)), b.select(mask, y, x));
+       },
+       [&](float x, float y) { return volatileSum(x < y ? 0.3F : 0.6F, x < y ? y : x); }},
       {"addProductMM",
        [&](Builder& b, ValueId x, ValueId y) { return add(b, root(b, x), mul(b, x, y)); },
        [&](float x, float y) { return volatileSum(std::fabs(x), volatileProduct(x, y)); }},
