@@ -1,10 +1,10 @@
 #include "platform/image_io/jpeg/jpeg_structure.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <utility>
 
+#include "platform/image_io/jpeg/marker_search.h"
 #include "platform/image_io/read_pages.h"
 
 namespace kelvo::jpeg {
@@ -25,6 +25,9 @@ constexpr std::uint8_t kComment = 0xFE;
 constexpr std::size_t kMaxScans = 500;
 // Of metadata; each is up to 64 KiB, so that those who need more than one need few.
 constexpr std::size_t kMaxSegments = 65'536;
+
+// Bytes; pages are let go of in between.
+constexpr std::size_t kSearchedAtOnce = 64 * 1024;
 
 // Where the coefficients of the file's diagonal order lie in a block read row by row.
 constexpr std::array<std::uint8_t, 64> kNaturalOrder = {
@@ -263,9 +266,12 @@ class Reader {
   bool skipEntropyCodedData() {
     for (;;) {
       pages_.upTo(file_.data() + at_);
-      const void* const found = std::memchr(file_.data() + at_, 0xFF, file_.size() - at_);
-      if (found == nullptr) return endsEarly();
-      at_ = static_cast<std::size_t>(static_cast<const std::byte*>(found) - file_.data());
+      const std::size_t end = std::min(file_.size(), at_ + kSearchedAtOnce);
+      at_ = findMarker(file_, at_, end);
+      if (at_ == end) {
+        if (end == file_.size()) return endsEarly();
+        continue;
+      }
       std::size_t next = at_ + 1;
       while (next < file_.size() && byteAt(next) == 0xFF) ++next;
       if (next >= file_.size()) return endsEarly();
