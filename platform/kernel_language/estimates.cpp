@@ -97,9 +97,8 @@ std::vector<Estimate> findEstimates(const Program& program, std::span<const Rang
   std::vector<Estimate> estimates;
   for (const Instruction& in : program.instructions) {
     if (in.op != Op::sin) continue;
-    const bool hasCosine = std::ranges::any_of(program.instructions, [&](const Instruction& i) {
-      return i.op == Op::cos && i.a == in.a;
-    });
+    const bool hasCosine = std::ranges::any_of(
+        program.instructions, [&](const Instruction& i) { return i.op == Op::cos && i.a == in.a; });
     if (!hasCosine) continue;
     if (const auto estimate = Errors(program, ranges, in.a).find()) estimates.push_back(*estimate);
   }

@@ -5,10 +5,10 @@
 
 #include "platform/kernel_language/ir.h"
 
-// Comparisons that estimates settle. Where a sine and a cosine serve nothing but to be compared with
-// a constant, by way of sums and products, it does not matter what they are exactly as long as what
-// is compared stays clear of the constant by more than an estimate's error. The steps are then run
-// with estimates, and once more with the functions themselves for the few blocks in which some
+// Comparisons that estimates settle. Where a sine and a cosine serve nothing but to be compared
+// with a constant, by way of sums and products, it does not matter what they are exactly as long as
+// what is compared stays clear of the constant by more than an estimate's error. The steps are then
+// run with estimates, and once more with the functions themselves for the few blocks in which some
 // pixel comes too close: the results are the same, bit for bit. (The filter of robust geometric
 // predicates: S. Fortune and C. Van Wyk, "Static analysis yields efficient exact integer arithmetic
 // for computational geometry", 1996.)

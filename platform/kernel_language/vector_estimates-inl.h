@@ -36,9 +36,11 @@ HWY_NOINLINE void sinCosEstimateCall(float* HWY_RESTRICT sine, float* HWY_RESTRI
     r = hn::IfThenElse(hn::Lt(hn::Set(d, kEstimatedAngle), hn::Abs(x)), notANumber, r);
     const V z = hn::Mul(r, r);
     // Coefficients: math_coefficients.py.
-    V sineTail = hn::MulAdd(z, hn::Set(d, -0.0001958763909873762F), hn::Set(d, 0.00833274710466453F));
+    V sineTail =
+        hn::MulAdd(z, hn::Set(d, -0.0001958763909873762F), hn::Set(d, 0.00833274710466453F));
     sineTail = hn::MulAdd(z, sineTail, hn::Set(d, -0.16666664656312208F));
-    V cosineTail = hn::MulAdd(z, hn::Set(d, -0.0013660940995998123F), hn::Set(d, 0.041661400108597035F));
+    V cosineTail =
+        hn::MulAdd(z, hn::Set(d, -0.0013660940995998123F), hn::Set(d, 0.041661400108597035F));
     cosineTail = hn::MulAdd(z, cosineTail, hn::Set(d, -0.49999981940647775F));
     const V s = hn::MulAdd(hn::Mul(r, z), sineTail, r);
     const V c = hn::MulAdd(z, cosineTail, hn::Set(d, 1.0F));

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/kernel_language/vector_bytes-inl.h"
 #include "platform/kernel_language/vector_lanes-inl.h"
 #include "platform/pixels/pixel_layout.h"
 
@@ -91,16 +92,20 @@ struct Levels<std::uint16_t> {
 };
 
 template <typename Sample>
-HWY_INLINE void convertPlane(const Sample* HWY_RESTRICT from, float* HWY_RESTRICT to) {
+HWY_INLINE V fractionOf(VI levels) {
   const D d;
-  const DI di;
+  const V level = hn::ConvertTo(d, levels);
+  const V rest = hn::Mul(level, hn::Set(d, Levels<Sample>::kRest));
+  // The product with a power of two is exact: joined with the sum or not, the result is the same.
+  return hn::MulAdd(level, hn::Set(d, Levels<Sample>::kUnit), rest);
+}
+
+template <typename Sample>
+HWY_INLINE void convertPlane(const Sample* HWY_RESTRICT from, float* HWY_RESTRICT to) {
   const hn::Rebind<Sample, D> narrow;
-  const V unit = hn::Set(d, Levels<Sample>::kUnit);
-  const V rest = hn::Set(d, Levels<Sample>::kRest);
   for (std::size_t i = 0; i < kBlock; i += kLanes) {
-    const V level = hn::ConvertTo(d, hn::PromoteTo(di, hn::Load(narrow, from + i)));
-    // The product with a power of two is exact: joined with the sum or not, the result is the same.
-    hn::Store(hn::MulAdd(level, unit, hn::Mul(level, rest)), d, to + i);
+    const VI levels = hn::PromoteTo(DI(), hn::Load(narrow, from + i));
+    hn::Store(fractionOf<Sample>(levels), D(), to + i);
   }
 }
 
@@ -119,11 +124,27 @@ HWY_INLINE void loadPixelsOf(const std::byte* pixels, std::size_t components,
   }
 }
 
+#if KELVO_X86_VECTORS
+HWY_INLINE void loadBytes(const std::uint8_t* HWY_RESTRICT pixels, std::size_t components,
+                          const std::array<float*, 4>& to) {
+  const auto store = [&to](std::size_t component, std::size_t at, VI levels) HWY_ATTR {
+    if (to[component] == nullptr) return;
+    hn::Store(fractionOf<std::uint8_t>(levels), D(), to[component] + at);
+  };
+  components == 3 ? forLevelsOfThree(pixels, store) : forLevelsOfFour(pixels, store);
+}
+#endif
+
 // Reads a whole block. Components that nobody needs are null.
 HWY_NOINLINE void loadPixels(const PixelLayout& layout, const std::byte* pixels,
                              const std::array<float*, 4>& to) {
   switch (layout.type) {
     case SampleType::u8:
+#if KELVO_X86_VECTORS
+      if (layout.components == 3 || layout.components == 4) {
+        return loadBytes(reinterpret_cast<const std::uint8_t*>(pixels), layout.components, to);
+      }
+#endif
       return loadPixelsOf<std::uint8_t>(pixels, layout.components, to);
     case SampleType::u16:
       return loadPixelsOf<std::uint16_t>(pixels, layout.components, to);
