@@ -37,14 +37,16 @@ enum class Code : std::uint8_t {
   maskAndAM, maskAndMM, maskOrAM, maskOrMM, maskXorAM, maskXorMM,
   // mask, chosen where it is set, chosen elsewhere
   selectAMM, selectAMK, selectAKM, selectAKK, selectMAM, selectMAK, selectMMA, selectMKA, selectMKK,
-  // Several operations, each rounded by itself. A + M K, A + M M, A - M M:
-  addProductMK, addProductMM, subProductMM,
+  // Several operations, each rounded by itself. A + M K, A + M M, A - M M, M M + K:
+  addProductMK, addProductMM, subProductMM, productAdd,
   // A K + M, A K + K, (A + K) K, (A + K) + K, (A + K) K + K, ((A + K) + K) K + K:
   scaleAddM, scaleAddK, addScale, addAdd, addScaleAdd, addAddScaleAdd,
   // (M - M) K + M, and (M - N) K + N:
   subScaleAdd, scaleFrom,
   // M K + M K, and M K more, and K more, the sums from left to right:
   weightedPair, weightedSum, weightedSumAdd,
+  // min(third M, min(M, M)), and max:
+  leastOfThree, mostOfThree,
   // Turns the accumulator into 8-bit levels of a component of the opaque output; renderSmall where
   // the values are known to be small.
   render, renderSmall,

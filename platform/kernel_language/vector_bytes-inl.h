@@ -43,7 +43,8 @@ HWY_INLINE auto pixelWords(std::size_t skipped) {
   return hn::SetTableIndices(DI(), words.data());
 }
 
-// `store(component, lane, levels)` gets vectors of levels of a block of pixels with three components.
+// `store(component, lane, levels)` gets vectors of levels of a block of pixels with three
+// components.
 template <class Store>
 HWY_INLINE void forLevelsOfThree(const std::uint8_t* HWY_RESTRICT pixels, const Store& store) {
   const DI di;

@@ -308,6 +308,13 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         KELVO_EACH(v = hn::Sub(v, hn::Mul(hn::Load(D(), a + i), hn::Load(D(), b + i))));
         break;
       }
+      case Code::productAdd: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const V k0 = k(0);
+        KELVO_EACH(v = hn::Add(hn::Mul(hn::Load(D(), a + i), hn::Load(D(), b + i)), k0));
+        break;
+      }
       case Code::scaleAddM: {
         const float* HWY_RESTRICT a = m(0);
         const V k0 = k(0);
@@ -362,6 +369,22 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         const V k0 = k(0);
         KELVO_EACH(const V from = hn::Load(D(), b + i);
                    v = hn::Add(hn::Mul(hn::Sub(hn::Load(D(), a + i), from), k0), from));
+        break;
+      }
+      case Code::leastOfThree: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const float* HWY_RESTRICT c = m(2);
+        KELVO_EACH(v = MinLanes()(hn::Load(D(), c + i),
+                                  MinLanes()(hn::Load(D(), a + i), hn::Load(D(), b + i))));
+        break;
+      }
+      case Code::mostOfThree: {
+        const float* HWY_RESTRICT a = m(0);
+        const float* HWY_RESTRICT b = m(1);
+        const float* HWY_RESTRICT c = m(2);
+        KELVO_EACH(v = MaxLanes()(hn::Load(D(), c + i),
+                                  MaxLanes()(hn::Load(D(), a + i), hn::Load(D(), b + i))));
         break;
       }
       case Code::weightedPair: {

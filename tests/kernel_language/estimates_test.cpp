@@ -69,16 +69,16 @@ constexpr std::size_t kColors = 4096;
 TEST(Estimates, ComparisonsAtTheThresholdItselfAreExact) {
   const std::vector<std::vector<std::byte>> source{colors()};
   const ForcedTarget plain("SCALAR");
-  const std::vector<float> distances = valuesOf<float>(runRow(
-      compileFor(kRgb8, kRgbaFloat, [](Builder& b) { return coneDistance(b).distance; }), source,
-      kRgbaFloat, kColors));
+  const std::vector<float> distances = valuesOf<float>(
+      runRow(compileFor(kRgb8, kRgbaFloat, [](Builder& b) { return coneDistance(b).distance; }),
+             source, kRgbaFloat, kColors));
   std::mt19937 random(3);
   std::size_t compared = 0;
   for (int round = 0; round < 200; ++round) {
     const float distance = distances[4 * (random() % kColors)];
     if (std::isnan(distance)) continue;  // grey has no hue
-    for (const float threshold : {std::nextafter(distance, -kInfinity), distance,
-                                  std::nextafter(distance, kInfinity)}) {
+    for (const float threshold :
+         {std::nextafter(distance, -kInfinity), distance, std::nextafter(distance, kInfinity)}) {
       const Op op = round % 2 == 0 ? Op::less : Op::lessEqual;
       const bool constantFirst = round % 4 < 2;
       const Executable executable = compileFor(kRgb8, kRgb8, [&](Builder& b) {

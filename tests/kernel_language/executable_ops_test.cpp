@@ -345,6 +345,25 @@ TEST(ExecutableOps, FusedStepsRoundEveryOperation) {
          return add(b, mul(b, b.binary(Op::sub, x, y), k(b, 1.2F)), x);
        },
        [&](float x, float y) { return volatileSum(volatileProduct(volatileSum(x, -y), 1.2F), x); }},
+      {"productAdd",
+       [&](Builder& b, ValueId x, ValueId y) { return add(b, mul(b, x, y), k(b, 0.3F)); },
+       [&](float x, float y) { return volatileSum(volatileProduct(x, y), 0.3F); }},
+      {"leastOfThree",
+       [&](Builder& b, ValueId x, ValueId y) {
+         return b.binary(Op::min, y, b.binary(Op::min, x, y));
+       },
+       [&](float x, float y) {
+         const float inner = y < x ? y : x;
+         return inner < y ? inner : y;
+       }},
+      {"mostOfThree",
+       [&](Builder& b, ValueId x, ValueId y) {
+         return b.binary(Op::max, y, b.binary(Op::max, x, y));
+       },
+       [&](float x, float y) {
+         const float inner = x < y ? y : x;
+         return y < inner ? inner : y;
+       }},
       {"square",
        [&](Builder& b, ValueId x, ValueId y) {
          const ValueId difference = b.binary(Op::sub, x, y);

@@ -93,13 +93,9 @@ TEST_P(SinCosEstimate, IsAsCloseAsPromised) {
 
 TEST_P(SinCosEstimate, IsNotANumberForLargeAngles) {
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  const std::array angles{std::nextafter(kEstimatedAngle, kInfinity),
-                          -33.0F,
-                          1e5F,
-                          -1e30F,
-                          kInfinity,
-                          -kInfinity,
-                          std::numeric_limits<float>::quiet_NaN()};
+  const std::array angles{
+      std::nextafter(kEstimatedAngle, kInfinity), -33.0F, 1e5F, -1e30F, kInfinity, -kInfinity,
+      std::numeric_limits<float>::quiet_NaN()};
   forAngles(
       128, [&](std::size_t i) { return angles[i % angles.size()]; },
       [](float angle, float sine, float cosine) {

@@ -41,7 +41,8 @@ TEST_P(MarkerSearch, FindsWhatAPlainLoopFinds) {
     const bool isDense = round % 2 == 0;
     for (std::byte& byte : data) {
       // Sparse data pass many vectors before there is a marker, if there is one.
-      const auto value = isDense ? kBytes[random() % kBytes.size()] : static_cast<int>(random() % 255);
+      const auto value =
+          isDense ? kBytes[random() % kBytes.size()] : static_cast<int>(random() % 255);
       byte = static_cast<std::byte>(value);
     }
     if (!isDense && data.size() > 1) data[random() % data.size()] = std::byte{0xFF};
