@@ -11,12 +11,16 @@
 #include "platform/image/render.h"
 #include "platform/pixels/kept_pixels.h"
 #include "platform/pixels/level_counter.h"
+#include "platform/pixels/level_tables.h"
 #include "platform/pixels/premultiply.h"
 
 namespace kelvo {
 namespace {
 
 constexpr std::uint32_t kRowsAtATime = 16;
+// What is done to a pixel one thing after the other is done to so many, which first-level cache
+// holds.
+constexpr std::size_t kPixelsAtATime = 4096;
 constexpr int kMatchProblem = -4;
 
 // The colours of a strip of 8-bit pixels, packed in three bytes each, and back into it.
@@ -49,6 +53,16 @@ std::span<std::uint8_t> levelsOf(std::span<std::byte> pixels) {
   return {reinterpret_cast<std::uint8_t*>(pixels.data()), pixels.size()};
 }
 
+// Calls change(part) for one part of the pixels after another.
+template <class Change>
+void inParts(std::span<std::uint8_t> pixels, std::size_t components, const Change& change) {
+  while (!pixels.empty()) {
+    const auto part = pixels.first(std::min(pixels.size(), kPixelsAtATime * components));
+    change(part);
+    pixels = pixels.subspan(part.size());
+  }
+}
+
 CMBitmap bitmapOf(std::span<std::uint8_t> colors, BitmapSpace space) {
   CMBitmap bitmap;
   bitmap.image = colors.data();
@@ -58,8 +72,6 @@ CMBitmap bitmapOf(std::span<std::uint8_t> colors, BitmapSpace space) {
   bitmap.space = space;
   return bitmap;
 }
-
-using LightnessTable = std::array<std::uint8_t, 256>;
 
 // Premultiplied RGB to L*a*b*, in place; alpha stays.
 void toLab(std::span<std::uint8_t> pixels, ColorStrip& strip) {
@@ -72,9 +84,9 @@ void toLab(std::span<std::uint8_t> pixels, ColorStrip& strip) {
 }
 
 // The way back, with another lightness.
-void toRgb(std::span<std::uint8_t> pixels, const LightnessTable& lightness, ColorStrip& strip) {
+void toRgb(std::span<std::uint8_t> pixels, const LevelTables& lightness, ColorStrip& strip) {
   const std::span<std::uint8_t> colors = strip.unpack(pixels);
-  for (std::size_t i = 0; i < colors.size(); i += 3) colors[i] = lightness[colors[i]];
+  lightness.apply(colors.data(), colors.data(), colors.size() / 3, 3);
   const CMBitmap rgb = bitmapOf(colors, BitmapSpace::cmRGB24Space);
   matchFromBitmap(bitmapOf(colors, BitmapSpace::cmLAB24Space), &rgb, ColorProfile::lab,
                   ColorProfile::deviceRGB);
@@ -83,7 +95,7 @@ void toRgb(std::span<std::uint8_t> pixels, const LightnessTable& lightness, Colo
 }
 
 struct Measured {
-  LightnessTable lightness{};
+  LevelTables lightness;       // of L* alone
   std::optional<CGImage> lab;  // the picture in L*a*b*, if it was kept
 };
 
@@ -111,18 +123,23 @@ Measured measure(const CGImage& image, std::uint64_t mostKeptBytes) {
   Measured measured;
   LevelCounter counter;
   ColorStrip strip(image.layout.components);
+  const std::size_t components = strip.components();
   measured.lab = keepPixels(image, mostKeptBytes, [&](std::span<std::byte> bytes) {
-    const std::span pixels = levelsOf(bytes);
-    toLab(pixels, strip);
-    const std::size_t components = strip.components();
-    counter.add(pixels.size() / components, [&](std::size_t i) { return pixels[i * components]; });
+    inParts(levelsOf(bytes), components, [&](std::span<std::uint8_t> part) {
+      toLab(part, strip);
+      counter.add(part.size() / components, [&](std::size_t i) { return part[i * components]; });
+    });
   });
   const auto counts = measured.lab ? counter.counts() : lightnessCountsOf(image);
   LightnessStretch lightness;
   if (counts) lightness = measureLightness(*counts, image.width, image.height);
-  for (std::size_t i = 0; i < measured.lightness.size(); ++i) {
-    measured.lightness[i] = lightness(static_cast<std::uint8_t>(i));
+  LevelTables::Table unchanged{};
+  LevelTables::Table stretched{};
+  for (std::size_t i = 0; i < stretched.size(); ++i) {
+    unchanged[i] = static_cast<std::uint8_t>(i);
+    stretched[i] = lightness(unchanged[i]);
   }
+  measured.lightness = LevelTables(stretched, unchanged, unchanged);
   return measured;
 }
 
@@ -131,27 +148,42 @@ enum class Coded : std::uint8_t { asRgb, asLab };
 // Rows of RGB or of kept L*a*b*, as RGB with another lightness.
 class StretchedRows final : public RowSource {
  public:
-  StretchedRows(std::unique_ptr<RowSource> rows, Coded coded, const LightnessTable& lightness,
+  StretchedRows(std::unique_ptr<RowSource> rows, Coded coded, const LevelTables& lightness,
                 std::size_t components)
       : rows_(std::move(rows)), coded_(coded), lightness_(lightness), strip_(components) {}
 
   Result<void> read(std::span<std::byte> pixels, std::uint32_t rows) override {
+    if (coded_ == Coded::asLab) return readKept(pixels, rows);
     auto read = rows_->read(pixels, rows);
     if (!read) return read;
-    if (coded_ == Coded::asRgb) toLab(levelsOf(pixels), strip_);
-    toRgb(levelsOf(pixels), lightness_, strip_);
+    inParts(levelsOf(pixels), strip_.components(), [this](std::span<std::uint8_t> part) {
+      toLab(part, strip_);
+      toRgb(part, lightness_, strip_);
+    });
     return {};
   }
 
  private:
+  // Row by row: each is worked on while it is in the cache.
+  Result<void> readKept(std::span<std::byte> pixels, std::uint32_t rows) {
+    const std::size_t rowBytes = pixels.size() / rows;
+    for (std::uint32_t y = 0; y < rows; ++y) {
+      const std::span<std::byte> row = pixels.subspan(y * rowBytes, rowBytes);
+      auto read = rows_->read(row, 1);
+      if (!read) return read;
+      toRgb(levelsOf(row), lightness_, strip_);
+    }
+    return {};
+  }
+
   std::unique_ptr<RowSource> rows_;
   Coded coded_;
-  LightnessTable lightness_;
+  LevelTables lightness_;
   ColorStrip strip_;
 };
 
 std::shared_ptr<const Palette> stretchedPalette(const Palette& palette,
-                                                const LightnessTable& lightness) {
+                                                const LevelTables& lightness) {
   auto mapped = std::make_shared<Palette>(palette);
   ColorStrip strip(4);
   for (auto& entry : *mapped) {

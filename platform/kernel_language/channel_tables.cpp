@@ -68,32 +68,12 @@ std::optional<std::size_t> separableSource(const Program& program,
   return source;
 }
 
-ChannelTables makeTables(std::size_t source, std::span<const std::uint8_t, 768> grayLevels) {
-  ChannelTables tables;
-  tables.source = source;
+LevelTables tablesOf(std::span<const std::uint8_t, 768> grayLevels) {
+  std::array<LevelTables::Table, 3> tables{};
   for (std::size_t c = 0; c < 3; ++c) {
-    for (std::size_t level = 0; level < 256; ++level) {
-      tables.levels[c][level] = grayLevels[3 * level + c];
-      const bool first = level % 128 < 16;
-      const int previous = first ? 0 : tables.levels[c][level - 16];
-      tables.steps[c][level] = static_cast<std::uint8_t>(tables.levels[c][level] ^ previous);
-    }
+    for (std::size_t level = 0; level < 256; ++level) tables[c][level] = grayLevels[3 * level + c];
   }
-  return tables;
-}
-
-void lookUpPlainly(const ChannelTables& tables, const std::uint8_t* from, std::uint8_t* to,
-                   std::size_t pixels, std::size_t components) {
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const std::uint8_t r = tables.levels[0][from[3 * i]];
-    const std::uint8_t g = tables.levels[1][from[3 * i + 1]];
-    const std::uint8_t b = tables.levels[2][from[3 * i + 2]];
-    std::uint8_t* pixel = to + components * i;
-    pixel[0] = r;
-    pixel[1] = g;
-    pixel[2] = b;
-    if (components == 4) pixel[3] = 255;
-  }
+  return {tables[0], tables[1], tables[2]};
 }
 
 }  // namespace kelvo::kernel_language

@@ -38,14 +38,18 @@ ChannelTables tabulate(Executable::Plan plan, std::size_t source) {
   std::ranges::fill(plan.inputs, plan.inputs[source]);
   std::array<std::uint8_t, 3 * kLevels> results{};
   runProgram(plan, {inputs, std::as_writable_bytes(std::span(results)).data(), kLevels, 0, 0});
-  return makeTables(source, results);
+  return {source, tablesOf(results)};
 }
 
 void runTables(const Executable::Plan& plan, const RowRun& row) {
   const auto* from = reinterpret_cast<const std::uint8_t*>(row.inputs[plan.tables->source]);
   auto* to = reinterpret_cast<std::uint8_t*>(row.output);
-  const auto lookUp = usesVectors() ? lookUpVectors : lookUpPlainly;
-  lookUp(*plan.tables, from, to, row.pixels, plan.output.components);
+  const LevelTables& levels = plan.tables->levels;
+  if (usesVectors()) {
+    levels.apply(from, to, row.pixels, plan.output.components);
+  } else {
+    levels.applyPlainly(from, to, row.pixels, plan.output.components);
+  }
 }
 
 }  // namespace
