@@ -30,7 +30,7 @@ CIFilterRef TQCurvesFilter::filterWithName(std::string_view) {
 
 TQCurvesFilter::TQCurvesFilter() {
   initialize();
-  compileKernelOnce(tqCurvesFilterKernel, kSource);
+  makeKernelOnce(tqCurvesFilterKernel, kSource);
   declareInput("inputImage", &inputImage);
   declareInput("rezImage", &rezImage);
 }

@@ -26,7 +26,7 @@ CIFilterRef TQEqualizeFilter::filterWithName(std::string_view) {
 
 TQEqualizeFilter::TQEqualizeFilter() {
   initialize();
-  compileKernelOnce(tqEqualizeKernel, kSource);
+  makeKernelOnce(tqEqualizeKernel, kSource);
   declareInput("params", &params);
   declareInput("inputImage", &inputImage);
 }

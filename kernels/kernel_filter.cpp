@@ -5,10 +5,8 @@
 
 namespace kelvo {
 
-void KernelFilter::compileKernelOnce(CIKernelRef& kernel, std::string_view source) {
-  if (kernel) return;
-  const std::vector<CIKernelRef> kernels = CIKernel::kernelsWithString(source);
-  if (!kernels.empty()) kernel = kernels.front();
+void KernelFilter::makeKernelOnce(CIKernelRef& kernel, std::string_view source) {
+  if (!kernel) kernel = std::make_shared<CIKernel>(source);
 }
 
 CIImageRef KernelFilter::applyToImage(const CIKernelRef& kernel, const CIImageRef& image,

@@ -11,14 +11,14 @@
 namespace kelvo {
 
 // What the five filters of our own share. Each is a class with one member per input, named like its
-// key; its kernel is compiled by the first instance and kept for the process in a global that all
-// instances share. A source that does not compile leaves the global empty, and every output of the
-// filter is then empty.
+// key; its kernel is made by the first instance, compiled for the first output and kept for the
+// process in a global that all instances share. Every output of a filter whose source does not
+// compile is empty.
 class KernelFilter : public CIFilter {
  protected:
-  // Compiles the first kernel of `source` into `kernel` if that is still empty. Not guarded: the
-  // first instances of a class are made on one thread.
-  static void compileKernelOnce(CIKernelRef& kernel, std::string_view source);
+  // Makes `kernel` the first one of `source` if it is still empty. Not guarded: the first instances
+  // of a class are made on one thread.
+  static void makeKernelOnce(CIKernelRef& kernel, std::string_view source);
 
   // The kernel over the image, its further arguments after the image's sampler; it covers the
   // image's extent.

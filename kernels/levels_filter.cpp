@@ -29,7 +29,7 @@ CIFilterRef TQLevelsFilter::filterWithName(std::string_view) {
 
 TQLevelsFilter::TQLevelsFilter() {
   initialize();
-  compileKernelOnce(tqLevelsKernel, kSource);
+  makeKernelOnce(tqLevelsKernel, kSource);
   declareInput("inputImage", &inputImage);
   declareInput("linear", &linear);
   declareInput("midtone", &midtone);

@@ -39,7 +39,7 @@ CIFilterRef TQReplaceColorSelectiveFilter::filterWithName(std::string_view) {
 
 TQReplaceColorSelectiveFilter::TQReplaceColorSelectiveFilter() {
   initialize();
-  compileKernelOnce(tqReplaceColorSelectiveKernel, kSource);
+  makeKernelOnce(tqReplaceColorSelectiveKernel, kSource);
   declareInput("_hue", &_hue);
   declareInput("_saturation", &_saturation);
   declareInput("_lightness", &_lightness);

@@ -32,7 +32,7 @@ CIFilterRef TQTresholdFilter::filterWithName(std::string_view) {
 
 TQTresholdFilter::TQTresholdFilter() {
   initialize();
-  compileKernelOnce(tqThresholKernel, kSource);
+  makeKernelOnce(tqThresholKernel, kSource);
   declareInput("threshold", &threshold);
   declareInput("inputImage", &inputImage);
 }

@@ -149,7 +149,7 @@ FilterValue CIFilter::valueForKey(std::string_view key) const {
 
 CIImageRef CIFilter::apply(const CIKernelRef& kernel, std::vector<CIKernelArgument> arguments,
                            const ApplyOptions& options) {
-  if (!kernel) return nullptr;
+  if (!kernel || kernel->program() == nullptr) return nullptr;
   CGRect extent;
   for (const CIKernelArgument& argument : arguments) {
     if (const auto* sampler = std::get_if<CISampler>(&argument)) {

@@ -76,7 +76,8 @@ class CIFilter {
   void declareInput(std::string_view key, Slot slot) { inputs_.emplace_back(key, slot); }
 
   // The picture that `kernel` computes. Its extent is the option kCIApplyOptionDefinition, or else
-  // the union of the samplers' definitions. Empty if the kernel is, or a sampler is.
+  // the union of the samplers' definitions. Empty if the kernel is or
+  // does not compile, or a sampler is empty.
   static CIImageRef apply(const CIKernelRef& kernel, std::vector<CIKernelArgument> arguments,
                           const ApplyOptions& options);
 

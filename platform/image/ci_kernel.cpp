@@ -12,4 +12,14 @@ std::vector<CIKernelRef> CIKernel::kernelsWithString(
   return kernels;
 }
 
+const kernel_language::Kernel* CIKernel::program() const {
+  if (!source_.empty()) {
+    std::call_once(compiled_, [this] {
+      kernel_language::CompiledSource compiled = kernel_language::compileSource(source_);
+      if (!compiled.kernels.empty()) program_ = std::move(compiled.kernels.front());
+    });
+  }
+  return program_.get();
+}
+
 }  // namespace kelvo

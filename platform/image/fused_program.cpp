@@ -92,7 +92,7 @@ class Fuser {
         arguments.emplace_back(numbers(applied.arguments[i]));
       }
     }
-    auto result = kernel_language::emitKernel(applied.kernel->program(), builder_, arguments);
+    auto result = kernel_language::emitKernel(*applied.kernel->program(), builder_, arguments);
     if (!result) {
       fail(std::move(result).error());
       return nothing();

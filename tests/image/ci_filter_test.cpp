@@ -132,5 +132,22 @@ TEST(CIKernel, KernelsComeInTheOrderOfTheSource) {
   EXPECT_EQ(kernels[1]->name(), "two");
 }
 
+TEST(CIKernel, OfASourceIsCompiledWhenItIsFirstAskedAndNeverAgain) {
+  std::string source = "kernel vec4 one(sampler s){return vec4(1.0);}";
+  const CIKernel kernel{std::string_view(source)};
+  source.replace(source.find("one"), 3, "two");
+  EXPECT_EQ(kernel.name(), "two");
+  const auto* const program = kernel.program();
+  source.replace(source.find("two"), 3, "six");
+  EXPECT_EQ(kernel.name(), "two");
+  EXPECT_EQ(kernel.program(), program);
+}
+
+TEST(CIKernel, OfASourceThatDoesNotCompileHasNoProgram) {
+  const CIKernel kernel{std::string_view("kernel vec4 broken(sampler s){return t;}")};
+  EXPECT_EQ(kernel.program(), nullptr);
+  EXPECT_EQ(kernel.program(), nullptr);
+}
+
 }  // namespace
 }  // namespace kelvo

@@ -153,6 +153,40 @@ TEST_P(KernelFilters, DefaultsChangeNothing) {
   }
 }
 
+// A member of the family whose source is given, and looked at no sooner than it is needed.
+class AnySource final : public KernelFilter {
+ public:
+  AnySource(CIKernelRef& kernel, std::string_view source, CIImageRef image)
+      : kernel_(kernel), image_(std::move(image)) {
+    makeKernelOnce(kernel_, source);
+  }
+  [[nodiscard]] CIImageRef outputImage() const override {
+    return applyToImage(kernel_, image_, {});
+  }
+
+ private:
+  CIKernelRef& kernel_;
+  CIImageRef image_;
+};
+
+TEST(KernelFilter, IsMadeWithoutCompilingAndCompilesForItsFirstOutput) {
+  std::string source = "kernel vec4 none(sampler s){return vec4(0.0);}";
+  CIKernelRef kernel;
+  const AnySource filter(kernel, source, testing::image({{1, 2, 3, 255}}, testing::kOpaque8));
+  source.replace(source.find("0.0"), 3, "1.0");
+  const CIImageRef output = filter.outputImage();
+  source.replace(source.find("1.0"), 3, "0.5");
+  EXPECT_EQ(testing::rendered(output).at(0), (testing::Rgba8{255, 255, 255, 255}));
+  EXPECT_EQ(testing::rendered(filter.outputImage()), testing::rendered(output));
+}
+
+TEST(KernelFilter, OfASourceThatDoesNotCompileHasNoOutput) {
+  CIKernelRef kernel;
+  const AnySource filter(kernel, "kernel vec4 broken(sampler s){return t;}",
+                         testing::image({{1, 2, 3, 255}}, testing::kOpaque8));
+  EXPECT_EQ(filter.outputImage(), nullptr);
+}
+
 INSTANTIATE_TEST_SUITE_P(All, KernelFilters, ::testing::ValuesIn(kMembers),
                          [](const auto& member) { return std::string(member.param.name); });
 
