@@ -48,6 +48,10 @@ if(KELVO_SANITIZE)
   target_compile_definitions(kelvo_compiler INTERFACE
     "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3|HWY_AVX3_DL$<$<BOOL:${KELVO_FUZZ}>:|HWY_AVX2>)")
 endif()
+# What these builds tell is written by what runs at the end of a process.
+if(KELVO_SANITIZE OR KELVO_COVERAGE)
+  target_compile_definitions(kelvo_compiler INTERFACE KELVO_TELLS_AT_EXIT)
+endif()
 if(KELVO_COVERAGE)
   target_compile_options(kelvo_compiler INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(kelvo_compiler INTERFACE --coverage)

@@ -15,6 +15,7 @@
 #include "host/action_directories.h"
 #include "host/arguments/command_line.h"
 #include "host/arguments/format_list.h"
+#include "host/process_end.h"
 #include "host/run/console.h"
 #include "host/run/interrupts.h"
 #include "host/run/output_directory.h"
@@ -147,9 +148,9 @@ int hostMain(const std::vector<std::string>& arguments) {
 int main(int count, char** values) try {
   const std::vector<std::string> arguments(values + (count > 0 ? 1 : 0), values + count);
   if (arguments.size() == 2 && arguments[0] == kelvo::host::kWorkerArgument) {
-    return kelvo::host::workerMain(arguments[1]);
+    kelvo::host::endProcess(kelvo::host::workerMain(arguments[1]));
   }
-  return kelvo::host::hostMain(arguments);
+  kelvo::host::endProcess(kelvo::host::hostMain(arguments));
 } catch (const std::exception& problem) {
   fmt::print(stderr, "kelvo: {}\n", problem.what());
   return EXIT_FAILURE;

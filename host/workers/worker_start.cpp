@@ -12,6 +12,7 @@
 #include <exception>
 #include <string>
 
+#include "host/process_end.h"
 #include "host/workers/worker_main.h"
 #include "host/workers/worker_process.h"
 
@@ -113,7 +114,7 @@ bool shedTheHost(int socket) {
       status = EXIT_FAILURE;
     }
   }
-  std::exit(status);
+  endProcess(status);
 }
 
 int copy(int socket, pid_t& id) {
