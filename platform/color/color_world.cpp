@@ -12,7 +12,7 @@ namespace {
 class RgbToLab final : public ColorWorld {
  public:
   RgbToLab() {
-    const RgbProfileNumbers numbers = readDeviceRGBNumbers();
+    const RgbProfileNumbers numbers = deviceRGBNumbers();
     for (std::size_t c = 0; c < 3; ++c) {
       for (std::size_t level = 0; level < 256; ++level) {
         for (std::size_t row = 0; row < 3; ++row) {
@@ -55,7 +55,7 @@ class RgbToLab final : public ColorWorld {
 
 class LabToRgb final : public ColorWorld {
  public:
-  LabToRgb() : LabToRgb(readDeviceRGBNumbers()) {}
+  LabToRgb() : LabToRgb(deviceRGBNumbers()) {}
 
   void convert(const std::uint8_t* source, std::uint8_t* destination,
                std::size_t count) const override {

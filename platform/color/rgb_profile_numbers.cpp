@@ -1,15 +1,25 @@
 #include "platform/color/rgb_profile_numbers.h"
 
-#include <lcms2.h>
-
-#include <memory>
+#include <cmath>
+#include <cstddef>
 
 namespace kelvo {
 namespace {
 
-struct CloseProfile {
-  void operator()(void* profile) const { cmsCloseProfile(profile); }
-};
+// The colorants of sRGB (IEC 61966-2-1), relative to D50 by the Bradford method, as the
+// colour-management library computes them: X, Y and Z of red, green and blue.
+constexpr double kColorants[3][3] = {
+    {0.43604125161605084, 0.22248454022947742, 0.013920187471375375},
+    {0.38511291079815568, 0.71690507860845787, 0.097067238697124067},
+    {0.14304583758579362, 0.060610381162065304, 0.71391257383150097}};
+
+// Linear light of an encoded value, in the order of operations and the precision of that library.
+double linearLight(float encoded) {
+  const auto value = static_cast<double>(encoded);
+  const double light =
+      value >= 0.04045 ? std::pow(value * (1 / 1.055) + 0.055 / 1.055, 2.4) : value * (1 / 12.92);
+  return static_cast<float>(light);
+}
 
 void invert(const double (&m)[3][3], double (&out)[3][3]) {
   // By cofactors: the inverse of a 3 x 3 matrix is its adjugate over its determinant.
@@ -28,25 +38,16 @@ void invert(const double (&m)[3][3], double (&out)[3][3]) {
 
 }  // namespace
 
-RgbProfileNumbers readDeviceRGBNumbers() {
-  constexpr cmsTagSignature kColorants[3] = {cmsSigRedColorantTag, cmsSigGreenColorantTag,
-                                             cmsSigBlueColorantTag};
-  constexpr cmsTagSignature kCurves[3] = {cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag};
+RgbProfileNumbers deviceRGBNumbers() {
   RgbProfileNumbers numbers{};
-  const std::unique_ptr<void, CloseProfile> profile(cmsCreate_sRGBProfile());
-  for (int c = 0; c < 3; ++c) {
-    const auto* xyz = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile.get(), kColorants[c]));
-    numbers.toXYZ[0][c] = xyz->X;
-    numbers.toXYZ[1][c] = xyz->Y;
-    numbers.toXYZ[2][c] = xyz->Z;
-    const auto* curve = static_cast<const cmsToneCurve*>(cmsReadTag(profile.get(), kCurves[c]));
-    const auto channel = static_cast<std::size_t>(c);
+  for (std::size_t channel = 0; channel < 3; ++channel) {
+    for (std::size_t row = 0; row < 3; ++row) {
+      numbers.toXYZ[row][channel] = kColorants[channel][row];
+    }
     for (std::size_t level = 0; level < 256; ++level) {
-      const auto encoded = static_cast<float>(level) / 255.0F;
-      numbers.linear[channel][level] = cmsEvalToneCurveFloat(curve, encoded);
-      const float between = (static_cast<float>(level) - 0.5F) / 255.0F;
-      numbers.thresholds[channel][level] =
-          level == 0 ? -1.0 : cmsEvalToneCurveFloat(curve, between);
+      const auto place = static_cast<float>(level);
+      numbers.linear[channel][level] = linearLight(place / 255.0F);
+      numbers.thresholds[channel][level] = level == 0 ? -1.0 : linearLight((place - 0.5F) / 255.0F);
     }
   }
   invert(numbers.toXYZ, numbers.fromXYZ);

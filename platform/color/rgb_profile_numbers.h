@@ -14,8 +14,8 @@ struct RgbProfileNumbers {
   double fromXYZ[3][3];  // its inverse
 };
 
-// The numbers of sRGB, read from the colour-management library's profile.
-RgbProfileNumbers readDeviceRGBNumbers();
+// The numbers of sRGB, those of the colour-management library's profile to the last bit.
+RgbProfileNumbers deviceRGBNumbers();
 
 // The white point of the L*a*b* space, D50.
 constexpr double kWhiteXYZ[3] = {0.9642, 1.0, 0.8249};

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/color/rgb_profile_numbers.h"
+
 namespace kelvo {
 namespace {
 
@@ -55,6 +57,30 @@ TEST(ColorWorld, GreysHaveNoColour) {
     const Bytes back = rgb(converted);
     for (const std::uint8_t c : back) EXPECT_LE(std::abs(c - v), 1) << v;
   }
+}
+
+TEST(DeviceRGBNumbers, AreThoseOfTheColourManagementLibrarysProfile) {
+  const RgbProfileNumbers numbers = deviceRGBNumbers();
+  cmsHPROFILE srgb = cmsCreate_sRGBProfile();
+  const std::pair<cmsTagSignature, cmsTagSignature> tags[] = {
+      {cmsSigRedColorantTag, cmsSigRedTRCTag},
+      {cmsSigGreenColorantTag, cmsSigGreenTRCTag},
+      {cmsSigBlueColorantTag, cmsSigBlueTRCTag}};
+  for (std::size_t c = 0; c < 3; ++c) {
+    const auto* colorant = static_cast<const cmsCIEXYZ*>(cmsReadTag(srgb, tags[c].first));
+    EXPECT_EQ(numbers.toXYZ[0][c], colorant->X) << c;
+    EXPECT_EQ(numbers.toXYZ[1][c], colorant->Y) << c;
+    EXPECT_EQ(numbers.toXYZ[2][c], colorant->Z) << c;
+    const auto* curve = static_cast<const cmsToneCurve*>(cmsReadTag(srgb, tags[c].second));
+    for (std::size_t level = 0; level < 256; ++level) {
+      const auto place = static_cast<float>(level);
+      EXPECT_EQ(numbers.linear[c][level], cmsEvalToneCurveFloat(curve, place / 255.0F)) << level;
+      if (level == 0) continue;
+      EXPECT_EQ(numbers.thresholds[c][level], cmsEvalToneCurveFloat(curve, (place - 0.5F) / 255.0F))
+          << level;
+    }
+  }
+  cmsCloseProfile(srgb);
 }
 
 // The library's own pipeline without any interpolation.
