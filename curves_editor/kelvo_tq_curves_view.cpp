@@ -46,6 +46,9 @@ void KelvoTQCurvesView::resetCurves() {
 void KelvoTQCurvesView::recalculateCurveValues(int channel) {
   if (channel < 0 || channel >= kChannels) return;
   ToneCurve& c = curves_[index(channel)];
+  std::vector<CurvePoint>& calculated = calculated_[index(channel)];
+  if (c.points == calculated) return;
+  calculated = c.points;
   recalculateCurve(c);
   fillBezierControlPointsForChannel(channel);
   auto& curvePoints = outlines_[index(channel)].curvePoints;

@@ -244,6 +244,7 @@ class KelvoTQCurvesView {
   void clipAroundPoints(Canvas& canvas, int channel) const;
 
   std::array<ToneCurve, 4> curves_;
+  std::array<std::vector<CurvePoint>, 4> calculated_;  // the points whose values are known
   std::array<CurveOutline, 4> outlines_;
   std::array<int, 4> selected_{};
   std::array<float, 4> checksums_{};
