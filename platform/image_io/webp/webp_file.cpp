@@ -49,30 +49,6 @@ std::string findPicture(std::span<const WebpChunk> parts, WebpFrame& frame) {
 
 }  // namespace
 
-WebpChunks readWebpChunks(std::span<const std::byte> bytes) {
-  WebpChunks found;
-  while (!bytes.empty()) {
-    if (bytes.size() < kChunkHeaderBytes) {
-      found.cause = "a chunk ends inside its header";
-      break;
-    }
-    WebpChunk chunk;
-    for (std::size_t i = 0; i < 4; ++i) chunk.type[i] = static_cast<char>(bytes[i]);
-    const std::size_t length = readLittleEndian32(bytes, 4);
-    const std::size_t padded = length + length % 2;
-    if (bytes.size() - kChunkHeaderBytes < padded) {
-      found.cause = fmt::format("there is room for {} of the {} bytes of a chunk",
-                                bytes.size() - kChunkHeaderBytes, padded);
-      break;
-    }
-    chunk.data = bytes.subspan(kChunkHeaderBytes, length);
-    chunk.whole = bytes.first(kChunkHeaderBytes + padded);
-    found.chunks.push_back(chunk);
-    bytes = bytes.subspan(chunk.whole.size());
-  }
-  return found;
-}
-
 Result<std::shared_ptr<const WebpFile>> WebpFile::open(FileBytes file, const Limits& limits) {
   std::shared_ptr<WebpFile> webp(new WebpFile);
   webp->file_ = std::move(file);

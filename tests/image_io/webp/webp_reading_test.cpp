@@ -1,5 +1,8 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 #include "platform/image_io/webp/webp_file.h"
 #include "tests/image_io/webp/webp_test_support.h"
@@ -22,6 +25,25 @@ TEST(WebpReading, OnlyRiffFilesOfPicturesAreTaken) {
   EXPECT_FALSE(kWebpCodec.matches(fromText("RIFF\x10\x10\x10\x10WAVEfmt ")));
   EXPECT_FALSE(kWebpCodec.matches(fromText("RIFX\x10\x10\x10\x10WEBPVP8 ")));
   EXPECT_FALSE(kWebpCodec.matches(fromText("RIFF\x10\x10\x10\x10WEB")));
+}
+
+bool libraryIsLoaded() {
+  void* const library = ::dlopen("libwebp.so.7", RTLD_NOW | RTLD_NOLOAD);
+  if (library != nullptr) ::dlclose(library);
+  return library != nullptr;
+}
+
+// In a process of its own, which has not opened a file before. Its exit status counts what is
+// wrong.
+TEST(WebpReading, TheLibraryIsLoadedWithTheFirstFileOnly) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto check = [] {
+    int wrong = libraryIsLoaded() ? 1 : 0;
+    wrong += openSource(kWebpCodec, encoded(plasma(8, 8), "-q 80"))->count() == 1 ? 0 : 2;
+    wrong += libraryIsLoaded() ? 0 : 4;
+    return wrong;
+  };
+  EXPECT_EXIT(std::exit(check()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(WebpReading, ALossyPictureHasDwebpsPixels) {

@@ -2,13 +2,14 @@
 #include <span>
 #include <string_view>
 
-#include "platform/image_io/codec.h"
+#include "platform/image_io/codec_module.h"
 #include "platform/image_io/webp/webp_file.h"
-#include "platform/image_io/webp/webp_source.h"
-#include "platform/image_io/webp/webp_writer.h"
 
+// All that the main library knows of the format; the rest is loaded with the first such file.
 namespace kelvo {
 namespace {
+
+constexpr char kModule[] = "kelvo-webp";
 
 bool matches(std::span<const std::byte> head) {
   if (head.size() < kRiffHeaderBytes) return false;
@@ -20,8 +21,8 @@ bool matches(std::span<const std::byte> head) {
 
 const Codec kWebpCodec = {.type = "org.webmproject.webp",
                           .displayName = "WebP",
-                          .matches = matches,
-                          .open = openWebp,
-                          .createWriter = createWebpWriter};
+                          .matches = &matches,
+                          .open = &openByModule<kModule>,
+                          .createWriter = &createWriterByModule<kModule>};
 
 }  // namespace kelvo
