@@ -75,12 +75,12 @@ Result<RunPlan> planRun(WorkflowDocument document, RunSettings settings,
                         const std::vector<std::string>& directories) {
   RunPlan plan;
   for (WorkflowStep& step : document.actions) {
-    const auto bundle = openBundle(step.action, directories);
+    auto bundle = openBundle(step.action, directories);
     if (!bundle) {
       return bundle.error();
     }
     plan.steps.push_back(
-        {std::move(step.action), (*bundle)->bundlePath(), std::move(step.parameters)});
+        {std::move(step.action), std::move(bundle).value(), std::move(step.parameters)});
   }
   auto files = collectFiles(std::move(arguments), settings);
   if (!files) {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/arguments/command.h"
+#include "platform/foundation/ns_bundle.h"
 #include "platform/foundation/result.h"
 #include "platform/workflow/workflow_document.h"
 
@@ -11,10 +13,11 @@ namespace kelvo::host {
 
 constexpr const char* kActionName = "Kelvo Images";
 
-// One action of a run, found and ready to be loaded.
+// One action of a run, found and ready to be loaded. Workers that are copies of this process hold
+// its bundle too, and need not read it again.
 struct PlannedStep {
   std::string action;
-  std::string bundlePath;
+  std::shared_ptr<NSBundle> bundle;
   ParameterDictionary parameters;
 };
 

@@ -90,7 +90,7 @@ void WorkflowRun::runStep(std::size_t step) {
   const RunSettings& settings = plan_.settings;
   const std::size_t workers = jobs(files.size());
   SetupMessage setup;
-  setup.bundlePath = planned.bundlePath;
+  setup.bundlePath = planned.bundle->bundlePath();
   setup.parameters = planned.parameters;
   setup.maxPixels = settings.maxPixels;
   setup.maxFrames = settings.maxFrames;

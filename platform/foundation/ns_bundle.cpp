@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <system_error>
 #include <utility>
 
@@ -85,6 +86,12 @@ NSBundle::~NSBundle() {
 }
 
 Result<std::shared_ptr<NSBundle>> NSBundle::bundleWithPath(std::string path) {
+  static std::mutex mutex;
+  static std::map<std::string, std::weak_ptr<NSBundle>> held;
+  const std::scoped_lock lock(mutex);
+  if (const auto known = held.find(path); known != held.end()) {
+    if (auto bundle = known->second.lock()) return bundle;
+  }
   const auto text = readTextFile(path + "/Contents/Info.json");
   if (!text) {
     return Error{"Info.json cannot be read: " + text.error().message};
@@ -96,8 +103,9 @@ Result<std::shared_ptr<NSBundle>> NSBundle::bundleWithPath(std::string path) {
   struct Access : NSBundle {
     Access(std::string where, BundleInfo what) : NSBundle(std::move(where), std::move(what)) {}
   };
-  return std::shared_ptr<NSBundle>(
-      std::make_shared<Access>(std::move(path), std::move(info).value()));
+  std::shared_ptr<NSBundle> bundle = std::make_shared<Access>(path, std::move(info).value());
+  held.insert_or_assign(std::move(path), bundle);
+  return bundle;
 }
 
 std::string NSBundle::executablePath() const {
@@ -125,6 +133,7 @@ std::optional<std::string> NSBundle::pathForImageResource(const std::string& nam
 }
 
 Result<void> NSBundle::load() {
+  const std::scoped_lock lock(loading_);
   if (module_ == nullptr) {
     module_ = ::dlopen(executablePath().c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,7 +25,8 @@ struct BundleInfo {
 // Contents/Info.json, Contents/Linux/ and Contents/Resources/.
 class NSBundle {
  public:
-  // Reads Info.json; loads no code. Errors: no such bundle, an Info.json that says too little.
+  // Reads Info.json, or gives the bundle that somebody holds who has read it; loads no code.
+  // Errors: no such bundle, an Info.json that says too little. Thread-safe.
   static Result<std::shared_ptr<NSBundle>> bundleWithPath(std::string path);
 
   ~NSBundle();
@@ -41,7 +43,7 @@ class NSBundle {
   [[nodiscard]] std::optional<std::string> pathForImageResource(const std::string& name) const;
 
   // Loads the module, its symbols visible to itself alone. Once loaded, the code stays for the rest
-  // of the process, since what it registered (filters, observers) may still be called.
+  // of the process, since what it registered (filters, observers) may still be called. Thread-safe.
   Result<void> load();
   // The address of something the loaded module exports; null if it does not, or is not loaded.
   [[nodiscard]] void* symbol(const char* name) const;
@@ -51,6 +53,7 @@ class NSBundle {
 
   std::string path_;
   BundleInfo info_;
+  std::mutex loading_;
   void* module_ = nullptr;
 };
 

@@ -92,6 +92,20 @@ TEST(BundleOfCode, IsTheProgramsDirectoryForAProgram) {
   EXPECT_EQ(bundlePathForCode(nullptr), "");
 }
 
+TEST_F(Bundle, IsReadOnceForAllWhoHoldIt) {
+  info(R"({"name": "First", "version": "1", "executable": "e", "principalClass": "P"})");
+  auto first = open();
+  ASSERT_TRUE(first);
+  info(R"({"name": "Second", "version": "1", "executable": "e", "principalClass": "P"})");
+  auto second = open();
+  ASSERT_TRUE(second);
+  EXPECT_EQ(*second, *first);
+  first = Error{"let go"};
+  EXPECT_EQ((*open())->info().name, "First");
+  second = Error{"let go"};
+  EXPECT_EQ((*open())->info().name, "Second");
+}
+
 TEST_F(Bundle, SaysThatThereIsNone) {
   const auto bundle = NSBundle::bundleWithPath(root_ / "Other.action");
   ASSERT_FALSE(bundle);
