@@ -116,6 +116,37 @@ TEST_F(Usage, RefusesUnknownAndIncompleteOptions) {
             "option --levels is given more than once");
 }
 
+TEST_F(Usage, ReadsValuesInEveryWayOfWritingThem) {
+  for (const Arguments& levels :
+       {Arguments{"--levels", "3"}, Arguments{"--levels=3"}, Arguments{"--levels", "3", "-qj1"},
+        Arguments{"-j1", "--levels=3"}, Arguments{"-qqj", "1", "--levels", "3", "--quiet"}}) {
+    const std::string b = place_.file("b");
+    Arguments arguments{"posterize", b};
+    arguments.insert(arguments.end(), levels.begin(), levels.end());
+    const Finished finished = runKelvo(arguments);
+    EXPECT_EQ(finished.errors, "");
+    EXPECT_EQ(finished.output, b + "\n");
+  }
+}
+
+TEST_F(Usage, RefusesTheUnknownAmongJoinedLetters) {
+  EXPECT_EQ(refusal({"invert", "-qx", a_}), "unknown option '-x'");
+  EXPECT_EQ(refusal({"invert", "-xq", a_}), "unknown option '-xq'");
+  EXPECT_EQ(refusal({"invert", "-q=1", a_}), "unknown option '-'");
+  EXPECT_EQ(refusal({"invert", "-j=1", a_}),
+            "option --jobs: must be a whole number from 1 to 1024, not '=1'");
+  EXPECT_EQ(refusal({"invert", a_, "-qj"}), "option -qj needs a value");
+  EXPECT_EQ(refusal({"invert", "--jobs", "--", a_}), "option --jobs needs a value");
+  EXPECT_EQ(refusal({"invert", "-j1", "--jobs=1", a_}), "option --jobs is given more than once");
+}
+
+TEST_F(Usage, TakesWhatFollowsAnOptionForItsValueWhateverItLooksLike) {
+  EXPECT_EQ(refusal({"invert", "--jobs", "--quiet", a_}),
+            "option --jobs: must be a whole number from 1 to 1024, not '--quiet'");
+  EXPECT_EQ(refusal({"invert", "-j", "", a_}),
+            "option --jobs: must be a whole number from 1 to 1024, not ''");
+}
+
 TEST_F(Usage, RefusesWrongValuesOfRunningOptions) {
   EXPECT_EQ(refusal({"invert", "--jobs", "0", a_}),
             "option --jobs: must be a whole number from 1 to 1024, not '0'");
