@@ -145,8 +145,14 @@ Chain nearColor() {
   const ValueId low = w.b.binary(Op::min, p[0], w.b.binary(Op::min, p[1], p[2]));
   const ValueId high = w.b.binary(Op::max, p[0], w.b.binary(Op::max, p[1], p[2]));
   const ValueId chroma = w.sub(high, low);
-  const ValueId hue = w.sub(w.k(3.0F), w.div(w.sub(p[1], p[2]), chroma));
-  const ValueId saturation = w.div(chroma, high);
+  const auto isLeast = [&](std::size_t c) { return w.b.binary(Op::equal, p[c], low); };
+  const ValueId difference = w.b.select(
+      isLeast(0), w.sub(p[1], p[2]), w.b.select(isLeast(1), w.sub(p[2], p[0]), w.sub(p[0], p[1])));
+  const ValueId sector =
+      w.b.select(isLeast(0), w.k(3.0F), w.b.select(isLeast(1), w.k(5.0F), w.k(1.0F)));
+  const ValueId isGray = w.b.binary(Op::equal, high, low);
+  const ValueId hue = w.b.select(isGray, w.k(-1.0F), w.sub(sector, w.div(difference, chroma)));
+  const ValueId saturation = w.b.select(isGray, w.k(0.0F), w.div(chroma, high));
   const ValueId across = w.sub(w.mul(saturation, w.b.unary(Op::cos, hue)), w.k(-0.3F));
   const ValueId along = w.sub(w.mul(saturation, w.b.unary(Op::sin, hue)), w.k(-0.1F));
   const ValueId up = w.sub(high, w.k(0.75F));
@@ -154,7 +160,8 @@ Chain nearColor() {
       w.b.unary(Op::sqrt, w.add(w.add(w.mul(up, up), w.mul(across, across)), w.mul(along, along)));
   Pixel chosen = p;
   chosen[3] = w.b.select(w.less(distance, w.k(0.3F)), p[3], w.k(0.0F));
-  Pixel result = w.premultiply(w.hueAdjust(w.unpremultiply(w.premultiply(chosen)), 0.3F));
+  chosen = w.unpremultiply(w.premultiply(chosen));
+  Pixel result = w.premultiply(w.hueAdjust(w.colorControls(chosen, 1.2F, 0.0F, 1.0F), 0.3F));
   const ValueId behind = w.sub(w.k(1.0F), result[3]);
   for (std::size_t c = 0; c < 4; ++c) result[c] = w.add(result[c], w.mul(p[c], behind));
   return chain("near_color_rgb8", kRgb8, kRgb8, w, result);
