@@ -5,6 +5,7 @@ find_package(JPEG REQUIRED)
 find_package(PNG REQUIRED)
 find_package(TIFF REQUIRED)
 find_package(nlohmann_json REQUIRED)
+find_package(CLI11 REQUIRED)
 find_package(fmt REQUIRED)
 pkg_check_modules(HWY REQUIRED libhwy)
 # Its headers alone; see platform/foundation/vector_units.cpp.

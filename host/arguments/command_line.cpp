@@ -1,15 +1,10 @@
 #include "host/arguments/command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <deque>
 #include <functional>
-#include <optional>
-#include <ranges>
-#include <span>
-#include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 #include "host/arguments/adjustments.h"
 #include "host/arguments/help.h"
@@ -29,31 +24,44 @@ constexpr std::string_view kWorkflowExtension = ".kelvo";
 // The options of one command and what to do with their values.
 class OptionReader {
  public:
-  // `names` are like "-j,--jobs". `apply` is called once, with the value; `repeated` once for each
-  // time the option is given.
+  OptionReader() {
+    app_.set_help_flag();
+    app_.allow_extras();
+  }
+
+  // `apply` is called once, with the value; `repeated` once for each time the option is given.
   void add(std::string_view names, bool takesValue,
            std::function<Result<void>(const std::string&)> apply, bool repeated = false) {
     Entry& entry = entries_.emplace_back();
     entry.name = longName(names);
-    entry.shortName = names.substr(0, names.find(','));
     entry.apply = std::move(apply);
     entry.repeated = repeated;
     entry.takesValue = takesValue;
+    if (takesValue) {
+      entry.option =
+          app_.add_option(std::string(names), entry.values)->expected(1)->allow_extra_args(false);
+      entry.option->take_all();
+    } else {
+      entry.option = app_.add_flag(std::string(names));
+    }
   }
 
   // Gives the names of files. They stand apart from options, or after "--".
   Result<std::vector<std::string>> read(const Arguments& arguments) {
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
-    const std::span<const std::string> marked(arguments.begin(), mark);
-    if (auto checked = checkAssignments(marked); !checked) {
+    Arguments reversed(std::make_reverse_iterator(mark),
+                       std::make_reverse_iterator(arguments.begin()));
+    if (auto checked = checkAssignments(reversed); !checked) {
       return checked.error();
     }
-    auto distributed = distribute({marked.begin(), marked.end()});
-    if (!distributed) {
-      // Only the last argument can be an option that lacks its value.
-      return Error{"option " + marked.back() + " needs a value"};
+    try {
+      app_.parse(std::move(reversed));
+    } catch (const CLI::ArgumentMismatch&) {
+      return missingValue(arguments);
+    } catch (const CLI::Error& failure) {
+      return Error{failure.what()};
     }
-    std::vector<std::string> files = std::move(*distributed);
+    std::vector<std::string> files = app_.remaining();
     for (const std::string& file : files) {
       if (file.size() > 1 && file.front() == '-') {
         return unknownOption(file);
@@ -64,7 +72,9 @@ class OptionReader {
         return applied.error();
       }
     }
-    files.insert(files.end(), mark == arguments.end() ? mark : mark + 1, arguments.end());
+    if (mark != arguments.end()) {
+      files.insert(files.end(), mark + 1, arguments.end());
+    }
     if (std::ranges::any_of(files, &std::string::empty)) {
       return Error{"a file name is empty"};
     }
@@ -74,56 +84,19 @@ class OptionReader {
  private:
   struct Entry {
     std::string name;
-    std::string shortName;  // the name itself if there is no shorter one
+    CLI::Option* option = nullptr;
+    std::vector<std::string> values;
     std::function<Result<void>(const std::string&)> apply;
     bool repeated = false;
     bool takesValue = false;
-    std::vector<std::string> values;  // one for each time that it is given
   };
 
-  // Hands the options their values: --name VALUE, --name=VALUE, -n VALUE or -nVALUE; single letters
-  // without a value may be joined. Gives what is left, names of files and unknown options. Absent
-  // if a value is missing.
-  std::optional<Arguments> distribute(std::deque<std::string> waiting) {
-    Arguments left;
-    while (!waiting.empty()) {
-      std::string argument = std::move(waiting.front());
-      waiting.pop_front();
-      const bool isLong = argument.starts_with("--");
-      const std::size_t end = isLong ? argument.find('=') : 2;
-      Entry* const entry = find(std::string_view(argument).substr(0, end));
-      if (entry == nullptr) {
-        left.push_back(std::move(argument));
-        continue;
-      }
-      std::string rest = end < argument.size() ? argument.substr(isLong ? end + 1 : end) : "";
-      if (!entry->takesValue) {
-        entry->values.emplace_back();
-        if (!rest.empty()) waiting.push_front("-" + rest);
-      } else if (!rest.empty()) {
-        entry->values.push_back(std::move(rest));
-      } else if (waiting.empty()) {
-        return std::nullopt;
-      } else {
-        entry->values.push_back(std::move(waiting.front()));
-        waiting.pop_front();
-      }
-    }
-    return left;
-  }
-
-  Entry* find(std::string_view name) {
-    const auto found = std::ranges::find_if(entries_, [name](const Entry& entry) {
-      return entry.name == name || entry.shortName == name;
-    });
-    return found == entries_.end() ? nullptr : &*found;
-  }
-
-  static Result<void> apply(const Entry& entry) {
+  Result<void> apply(const Entry& entry) const {
+    const std::size_t count = entry.option->count();
     if (!entry.takesValue) {
-      return entry.values.empty() ? Result<void>{} : entry.apply({});
+      return count > 0 ? entry.apply({}) : Result<void>{};
     }
-    if (entry.values.size() > 1 && !entry.repeated) {
+    if (count > 1 && !entry.repeated) {
       return Error{"option " + entry.name + " is given more than once"};
     }
     for (const std::string& value : entry.values) {
@@ -136,11 +109,10 @@ class OptionReader {
 
   // Of NAME=VALUE: an option without a value takes none this way either, and nothing after the sign
   // is no value.
-  [[nodiscard]] Result<void> checkAssignments(std::span<const std::string> arguments) const {
-    for (const std::string& argument : std::views::reverse(arguments)) {
+  [[nodiscard]] Result<void> checkAssignments(const Arguments& arguments) const {
+    for (const std::string& argument : arguments) {
       const std::size_t equals = argument.find('=');
-      const auto entry =
-          std::ranges::find(entries_, std::string_view(argument).substr(0, equals), &Entry::name);
+      const auto entry = std::ranges::find(entries_, argument.substr(0, equals), &Entry::name);
       if (equals == std::string::npos || entry == entries_.end()) {
         continue;
       }
@@ -154,6 +126,13 @@ class OptionReader {
     return {};
   }
 
+  // Only the last argument can be an option that lacks its value.
+  static Error missingValue(const Arguments& arguments) {
+    const auto mark = std::find(arguments.begin(), arguments.end(), "--");
+    return {"option " + (mark == arguments.begin() ? std::string{} : *(mark - 1)) +
+            " needs a value"};
+  }
+
   [[nodiscard]] Error unknownOption(const std::string& typed) const {
     std::vector<std::string_view> known = {"--help"};
     for (const Entry& entry : entries_) {
@@ -165,7 +144,8 @@ class OptionReader {
             (name.starts_with("--") ? suggestion(name, known) : std::string())};
   }
 
-  std::vector<Entry> entries_;
+  CLI::App app_;
+  std::deque<Entry> entries_;  // options point into them
 };
 
 bool asksForHelp(const Arguments& arguments) {
