@@ -20,13 +20,14 @@ if(KELVO_WINDOW)
 endif()
 
 # kelvo_add_test(NAME SOURCES files... [LIBRARIES targets...] [ENVIRONMENT variables...])
-# One test program; every GoogleTest case in it becomes a test of its own in ctest. Variables are
-# given as NAME=VALUE.
+# One test program, which may open files of any format; every GoogleTest case in it becomes a test of
+# its own in ctest. Variables are given as NAME=VALUE.
 function(kelvo_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kelvo_compiler kelvo_platform ${arg_LIBRARIES}
     GTest::gmock GTest::gtest_main)
+  add_dependencies(${name} kelvo_codec_modules)
   # What is optimised is what is tested, not the tests: a third less time to compile them.
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
   # At -O1, g++ 12 sees overflows and mismatches in inlined code that are not there.

@@ -6,8 +6,8 @@
 
 namespace kelvo {
 
-// What a format's module provides. Formats whose libraries are large (encoders of video codecs)
-// live in modules beside this library, so that programs start without them.
+// What a format's module provides. Formats that need libraries of their own live in
+// modules beside this library, so that programs start without them.
 struct CodecModule {
   Result<std::unique_ptr<CodecSource>> (*open)(FileBytes file, const Limits& limits);
   Result<std::unique_ptr<CodecWriter>> (*createWriter)(OutputFile& file, std::size_t frames,

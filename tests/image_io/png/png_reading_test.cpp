@@ -1,5 +1,8 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 #include "tests/image_io/png/png_test_support.h"
 
@@ -23,6 +26,25 @@ TEST(PngReading, TellsWhatAFileIsByItsFirstBytes) {
   EXPECT_FALSE(kPngCodec.matches(fromHex("89 50 4e 47 0d 0a 1a 0b 00 00")));
   EXPECT_FALSE(kPngCodec.matches(fromHex("89 50 4e 47")));
   EXPECT_EQ(kPngCodec.type, "public.png");
+}
+
+bool libraryIsLoaded() {
+  void* const library = ::dlopen("libpng16.so.16", RTLD_NOW | RTLD_NOLOAD);
+  if (library != nullptr) ::dlclose(library);
+  return library != nullptr;
+}
+
+// In a process of its own, which has not opened a file before. Its exit status counts what is
+// wrong.
+TEST(PngReading, TheLibraryIsLoadedWithTheFirstFileOnly) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto check = [] {
+    int wrong = libraryIsLoaded() ? 1 : 0;
+    wrong += openSource(simpleFile(1, 1, 8, 2, {fromHex("000000")}))->count() == 1 ? 0 : 2;
+    wrong += libraryIsLoaded() ? 0 : 4;
+    return wrong;
+  };
+  EXPECT_EXIT(std::exit(check()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(PngReading, DeliversEightBitRgbAsItIs) {

@@ -2,13 +2,14 @@
 #include <cstddef>
 #include <span>
 
-#include "platform/image_io/codec.h"
+#include "platform/image_io/codec_module.h"
 #include "platform/image_io/png/png_file.h"
-#include "platform/image_io/png/png_source.h"
-#include "platform/image_io/png/png_writer.h"
 
+// All that the main library knows of the format; the rest is loaded with the first such file.
 namespace kelvo {
 namespace {
+
+constexpr char kModule[] = "kelvo-png";
 
 bool matches(std::span<const std::byte> head) {
   return head.size() >= kPngSignature.size() &&
@@ -19,8 +20,8 @@ bool matches(std::span<const std::byte> head) {
 
 const Codec kPngCodec = {.type = "public.png",
                          .displayName = "PNG",
-                         .matches = matches,
-                         .open = openPng,
-                         .createWriter = createPngWriter};
+                         .matches = &matches,
+                         .open = &openByModule<kModule>,
+                         .createWriter = &createWriterByModule<kModule>};
 
 }  // namespace kelvo
