@@ -14,6 +14,13 @@ namespace {
 constexpr unsigned kMaxWidth = 12;  // of a code, in bits
 constexpr unsigned kCodes = 1U << kMaxWidth;
 constexpr unsigned kMaxCodeSize = 8;
+// Codes that are read at once: as many of the largest as a word has from any of its first bits.
+constexpr unsigned kGroup = 4;
+static_assert(7 + kGroup * kMaxWidth <= 64);
+// The length of what is no string. Longer than the strings of a group together: none of them has
+// more indices than there are codes.
+constexpr std::uint16_t kNoString = 0x8000;
+static_assert(kNoString > kGroup * kCodes);
 
 // The bits of a chain of sub-blocks, the first one lowest. The reader's position is the caller's,
 // so that it can stay in a register.
@@ -25,11 +32,15 @@ class BitReader {
   bool has(unsigned width, std::size_t& position) {
     return position + width <= bits_ || refill(width, position);
   }
-  [[nodiscard]] unsigned get(unsigned width, std::size_t position) const {
-    std::uint32_t word = 0;
+  // At least kGroup codes. What lies beyond the bits at hand is anybody's guess.
+  [[nodiscard]] std::uint64_t word(std::size_t position) const {
+    std::uint64_t word = 0;
     std::memcpy(&word, &buffer_[position / 8], sizeof(word));
-    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap32(word);
-    return word >> (position % 8) & ((1U << width) - 1);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    return word >> (position % 8);
+  }
+  [[nodiscard]] unsigned get(unsigned width, std::size_t position) const {
+    return static_cast<unsigned>(word(position)) & ((1U << width) - 1);
   }
   // Bits that are at hand.
   [[nodiscard]] std::size_t left(std::size_t position) const { return bits_ - position; }
@@ -58,7 +69,7 @@ class BitReader {
   static constexpr std::size_t kBufferBytes = 8192;
 
   std::span<const std::byte> rest_;  // ends with the empty sub-block
-  std::array<std::byte, kBufferBytes + sizeof(std::uint32_t)> buffer_{};
+  std::array<std::byte, kBufferBytes + sizeof(std::uint64_t)> buffer_{};
   std::size_t bits_ = 0;
 };
 
@@ -76,9 +87,13 @@ Result<void> walkStrings(const GifFile& file, const GifFrame& frame, Take take) 
   const std::size_t colors = file.tableOf(frame).entries;
   const unsigned clear = 1U << codeSize;
   const unsigned end = clear + 1;
-  const bool beyondTable = clear > colors;  // asked first: whether code < clear is anybody's guess
-  std::array<std::uint16_t, kCodes + 1> lengths{};
-  std::fill_n(lengths.begin(), clear, std::uint16_t{1});
+  // kNoString for every code that is not to be met: the two that are no strings, those that do not
+  // exist yet, indices beyond the table. So one sum tells whether a group is sound.
+  std::array<std::uint16_t, kCodes + 1> lengths;
+  lengths.fill(kNoString);
+  for (unsigned i = 0; i < clear; ++i) {
+    if (i < colors || i == frame.transparent) lengths[i] = 1;
+  }
   BitReader bits(frame.subBlocks);
   std::size_t position = 0;
   unsigned width = codeSize + 1;
@@ -88,27 +103,53 @@ Result<void> walkStrings(const GifFile& file, const GifFrame& frame, Take take) 
   std::uint64_t left = frame.pixels();
   while (left > 0) {
     if (!bits.has(width, position)) return tooShort;
-    // Codes of one width, as many as are at hand. This loop is what rewriting a file takes.
+    // Codes of one width, as many as are at hand.
     const bool growing = !first && made < kCodes;
     std::size_t run = first ? 1 : bits.left(position) / width;
     if (growing) run = std::min<std::size_t>(run, (1U << width) - made);
+    const unsigned step = growing ? 1 : 0;
+    // This loop is what rewriting a file takes.
+    for (; run >= kGroup; run -= kGroup) {
+      const std::uint64_t word = bits.word(position);
+      const unsigned added = growing ? made : kCodes;
+      std::array<unsigned, kGroup> codes;
+      std::array<unsigned, kGroup> found;
+      unsigned before = length;
+      unsigned sum = 0;
+      for (unsigned i = 0; i < kGroup; ++i) {
+        codes[i] = static_cast<unsigned>(word >> (i * width)) & ((1U << width) - 1);
+        lengths[added + i * step] = static_cast<std::uint16_t>(before + 1);
+        before = found[i] = lengths[codes[i]];
+        sum += before;
+      }
+      if (sum >= std::min<std::uint64_t>(left, kNoString)) {
+        // Something in it wants a closer look, one by one.
+        for (unsigned i = 0; i < kGroup; ++i) lengths[added + i * step] = kNoString;
+        break;
+      }
+      for (unsigned i = 0; i < kGroup; ++i) take(codes[i], found[i], added + i * step);
+      position += kGroup * width;
+      made += kGroup * step;
+      length = before;
+      left -= sum;
+    }
     bool cleared = false;
     for (; run > 0; --run) {
       const unsigned code = bits.get(width, position);
       position += width;
-      if (code - clear <= 1) {
-        if (code == end) return tooShort;
-        cleared = true;
-        break;
-      }
       const unsigned added = growing ? made : kCodes;
       lengths[added] = static_cast<std::uint16_t>(length + 1);
-      made += growing ? 1 : 0;
-      if (code >= made) return Error{"the picture data is damaged: a code does not exist"};
-      if (beyondTable && code < clear && code >= colors && code != frame.transparent) {
+      made += step;
+      length = lengths[code];
+      if (length == kNoString) {
+        if (code == clear) {
+          cleared = true;
+          break;
+        }
+        if (code == end) return tooShort;
+        if (code > end) return Error{"the picture data is damaged: a code does not exist"};
         return Error{fmt::format("a pixel has colour {} of a table of {}", code, colors)};
       }
-      length = lengths[code];
       if (length >= left) {
         if (length > left) return tooLong;
         run = 1;
@@ -118,6 +159,7 @@ Result<void> walkStrings(const GifFile& file, const GifFrame& frame, Take take) 
     }
     first = cleared;
     if (cleared) {
+      std::fill(&lengths[end + 1], &lengths[made], kNoString);
       width = codeSize + 1;
       made = end + 1;
     } else if (made == 1U << width && width < kMaxWidth) {
