@@ -171,13 +171,19 @@ class PngWriter final : public CodecWriter {
     return chunk.name() == "IDAT" || chunk.name() == "fdAT";
   }
 
-  // Everything before that chunk, data as they are.
+  // Everything before that chunk, data as they are: those that stand together in one piece, which
+  // is then written without a copy.
   Result<void> writeChunksTo(std::size_t end) {
-    for (; next_ < end; ++next_) {
-      const PngChunk& chunk = file_->chunks()[next_];
-      if (auto written = isData(chunk) ? out_.write(chunk.whole) : writeChunk(chunk); !written) {
-        return written;
+    const auto chunks = file_->chunks();
+    while (next_ < end) {
+      if (!isData(chunks[next_])) {
+        if (auto written = writeChunk(chunks[next_++]); !written) return written;
+        continue;
       }
+      const std::byte* const from = chunks[next_].whole.data();
+      std::size_t size = 0;
+      for (; next_ < end && isData(chunks[next_]); ++next_) size += chunks[next_].whole.size();
+      if (auto written = out_.write({from, size}); !written) return written;
     }
     return {};
   }
