@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include <cerrno>
 #include <csignal>
@@ -291,6 +292,8 @@ TEST_F(Files, AreWholeWheneverASignalComes) {
     const int signal = std::vector{SIGINT, SIGTERM, SIGHUP, SIGKILL}[round % 4];
     SCOPED_TRACE(signal);
     for (const std::string& file : files) writeFile(file, old_);
+    // A round that was killed may have left a file behind, until that picture's turn comes again.
+    const std::set<std::string> before = directory_.names();
     const ProgramRun run = runAndSignal(arguments, signal, random() % 300'000);
     const std::set<std::string> names = directory_.names();
     std::string rewritten;
@@ -302,7 +305,7 @@ TEST_F(Files, AreWholeWheneverASignalComes) {
     // A program that is asked to stop says what it has done; one that is killed cannot.
     if (run.status == 130 || run.status == 0) {
       EXPECT_EQ(run.output, rewritten);
-      EXPECT_EQ(names.size(), files.size());
+      EXPECT_TRUE(std::ranges::includes(before, names));
     }
     interrupted += run.status != 0 ? 1 : 0;
   }
