@@ -1,10 +1,14 @@
 // The part of the vector library that runs before main: which of its targets the processor has. The
 // library's own binary does the same, but measures the processor's clock when it is loaded, which
 // costs every process more than all else that it does before its first file.
+#include <hwy/base.h>
 #include <hwy/targets.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <initializer_list>
 
 #if HWY_ARCH_X86
@@ -94,6 +98,17 @@ void SetSupportedTargetsForTest(std::int64_t targets) { permitted = targets; }
 ChosenTarget& GetChosenTarget() {
   static ChosenTarget chosen;
   return chosen;
+}
+
+// Of a check in the library's headers that failed, in builds that have them.
+void Abort(const char* file, int line, const char* format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  std::fprintf(stderr, "%s:%d: ", file, line);
+  std::vfprintf(stderr, format, values);
+  std::fputc('\n', stderr);
+  va_end(values);
+  std::abort();
 }
 
 }  // namespace hwy
