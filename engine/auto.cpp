@@ -133,12 +133,9 @@ Measured measure(const CGImage& image, std::uint64_t mostKeptBytes) {
   const auto counts = measured.lab ? counter.counts() : lightnessCountsOf(image);
   LightnessStretch lightness;
   if (counts) lightness = measureLightness(*counts, image.width, image.height);
-  LevelTables::Table unchanged{};
+  const LevelTables::Table unchanged = LevelTables::unchanged();
   LevelTables::Table stretched{};
-  for (std::size_t i = 0; i < stretched.size(); ++i) {
-    unchanged[i] = static_cast<std::uint8_t>(i);
-    stretched[i] = lightness(unchanged[i]);
-  }
+  std::ranges::transform(unchanged, stretched.begin(), lightness);
   measured.lightness = LevelTables(stretched, unchanged, unchanged);
   return measured;
 }

@@ -136,10 +136,7 @@ ValueId Builder::append(const Instruction& instruction) {
   const auto [place, isNew] =
       known_.try_emplace(instruction, static_cast<ValueId>(instructions_.size()));
   if (isNew) {
-    const std::size_t source = instruction.immediate / 4;
-    const bool isUnitInput =
-        instruction.op == Op::input && source < unitSources_.size() && unitSources_[source];
-    ranges_.push_back(rangeOf(instruction, {instructions_, ranges_}, isUnitInput));
+    ranges_.push_back(rangeOf(instruction, {instructions_, ranges_}, unitSources_));
     instructions_.push_back(instruction);
   }
   return place->second;

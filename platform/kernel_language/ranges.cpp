@@ -10,6 +10,11 @@ namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
+bool isOfUnitSource(const Instruction& input, const std::vector<bool>& isUnitSource) {
+  const std::size_t source = input.immediate / 4;
+  return source < isUnitSource.size() && isUnitSource[source];
+}
+
 // The smallest range with all of the ends in it.
 Range bounded(std::initializer_list<float> ends, bool notANumber, bool negativeZero) {
   Range result{kInfinity, -kInfinity, notANumber, negativeZero};
@@ -101,7 +106,8 @@ bool Range::finite() const { return !maybeNotANumber && std::isfinite(low) && st
 
 // Rounding is monotonic, so the rounded results at the ends of ranges bound the rounded results
 // between them.
-Range rangeOf(const Instruction& instruction, const Known& known, bool isUnitInput) {
+Range rangeOf(const Instruction& instruction, const Known& known,
+              const std::vector<bool>& isUnitSource) {
   const auto range = [&known](ValueId value) { return known.ranges[value]; };
   switch (instruction.op) {
     case Op::constant: {
@@ -110,7 +116,7 @@ Range rangeOf(const Instruction& instruction, const Known& known, bool isUnitInp
       return {value, value, false, value == 0.0F && std::signbit(value)};
     }
     case Op::input:
-      return isUnitInput ? Range{0.0F, 1.0F, false, false} : Range{};
+      return isOfUnitSource(instruction, isUnitSource) ? Range{0.0F, 1.0F, false, false} : Range{};
     case Op::destX:
     case Op::destY:
     case Op::intToFloat:
@@ -168,10 +174,7 @@ std::vector<Range> rangesOf(const Program& program, const std::vector<bool>& isU
   std::vector<Range> ranges;
   ranges.reserve(program.instructions.size());
   for (const Instruction& in : program.instructions) {
-    const std::size_t source = in.immediate / 4;
-    const bool isUnitInput =
-        in.op == Op::input && source < isUnitSource.size() && isUnitSource[source];
-    ranges.push_back(rangeOf(in, {program.instructions, ranges}, isUnitInput));
+    ranges.push_back(rangeOf(in, {program.instructions, ranges}, isUnitSource));
   }
   return ranges;
 }

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <span>
+#include <vector>
 
 #include "platform/kernel_language/ir.h"
 
@@ -14,10 +15,11 @@ struct Known {
 };
 
 // What is known of the result of `instruction`, whose operands are among the known.
-// `isUnitInput`: it is an input that lies in 0…1 and is never -0.
-Range rangeOf(const Instruction& instruction, const Known& known, bool isUnitInput);
+// `isUnitSource`, by source: its inputs lie in 0…1 and are never -0; false for those beyond it.
+Range rangeOf(const Instruction& instruction, const Known& known,
+              const std::vector<bool>& isUnitSource);
 
-// Ranges of all values of a program; `isUnitSource` by source.
+// Ranges of all values of a program.
 std::vector<Range> rangesOf(const Program& program, const std::vector<bool>& isUnitSource);
 
 }  // namespace kelvo::kernel_language

@@ -5,12 +5,6 @@
 namespace kelvo {
 namespace {
 
-LevelTables::Table unchanged() {
-  LevelTables::Table levels{};
-  std::iota(levels.begin(), levels.end(), std::uint8_t{0});
-  return levels;
-}
-
 LevelTables::Table stepsOf(const LevelTables::Table& levels) {
   LevelTables::Table steps{};
   for (std::size_t level = 0; level < levels.size(); ++level) {
@@ -22,7 +16,11 @@ LevelTables::Table stepsOf(const LevelTables::Table& levels) {
 
 }  // namespace
 
-LevelTables::LevelTables() : LevelTables(unchanged(), unchanged(), unchanged()) {}
+LevelTables::Table LevelTables::unchanged() {
+  Table levels{};
+  std::iota(levels.begin(), levels.end(), std::uint8_t{0});
+  return levels;
+}
 
 LevelTables::LevelTables(const Table& red, const Table& green, const Table& blue) {
   const std::array tables{red, green, blue};

@@ -11,8 +11,10 @@ class LevelTables {
  public:
   using Table = std::array<std::uint8_t, 256>;
 
-  // The levels as they are.
-  LevelTables();
+  // The table that leaves every level as it is.
+  static Table unchanged();
+
+  LevelTables() : LevelTables(unchanged(), unchanged(), unchanged()) {}
   LevelTables(const Table& red, const Table& green, const Table& blue);
 
   // Looks up pixels of 3 components; `components` (3 or 4) are written, the fourth as 255. Output
