@@ -1,0 +1,259 @@
+// Whatever a compiler knows of its sources, a program gives what its instructions say, one by one.
+#include <cmath>
+#include <random>
+
+#include "platform/kernel_language/one_lane.h"
+#include "tests/kernel_language/executable_support.h"
+
+namespace kelvo::kernel_language {
+namespace {
+
+constexpr std::size_t kPixels = 150;  // no multiple of a block
+
+// A program made at random without the builder, which would fold some of it, and the value of each
+// of its instructions for each pixel.
+class Script {
+ public:
+  Script(std::uint32_t seed, const PixelLayout& layout) : random_(seed), layout_(layout) {
+    makePixels();
+    for (std::uint32_t c = 0; c < 4; ++c) append({.op = Op::input, .immediate = c});
+    constant(1.0F);
+    append({.op = Op::less, .a = 0, .b = 1});
+    const std::uint32_t length = 4 + below(50);
+    for (std::uint32_t i = 0; i < length; ++i) appendAny();
+    for (ValueId& output : program_.outputs) output = pick(Type::f32);
+    if (below(4) == 0) program_.outputs[0] = chosenByDistance(program_.outputs[0]);
+    if (below(2) == 0) program_.outputs[3] = 4;  // opaque
+  }
+
+  [[nodiscard]] const Program& program() const { return program_; }
+  [[nodiscard]] const std::vector<std::byte>& pixels() const { return pixels_; }
+
+  // What a row of the layout must hold.
+  [[nodiscard]] std::vector<std::byte> expected(const PixelLayout& output) const {
+    std::vector<std::byte> bytes;
+    for (std::size_t pixel = 0; pixel < kPixels; ++pixel) {
+      const float alpha = limited(outputAt(3, pixel), 1.0F);
+      for (std::size_t c = 0; c < output.components; ++c) {
+        const float value = outputAt(c, pixel);
+        const float level = c == 3 ? alpha : limited(value, alpha);
+        if (output.type == SampleType::u8) {
+          put(bytes, static_cast<std::uint8_t>(255.0F * level + 0.5F));
+        } else if (output.type == SampleType::u16) {
+          put(bytes, static_cast<std::uint16_t>(65535.0F * level + 0.5F));
+        } else {
+          put(bytes, std::isnan(value) ? kNan : value);
+        }
+      }
+    }
+    return bytes;
+  }
+
+  [[nodiscard]] std::string listing() const {
+    std::string text;
+    const auto operand = [](ValueId id) {
+      return id == kNoValue ? std::string() : " " + std::to_string(id);
+    };
+    for (std::size_t i = 0; i < program_.instructions.size(); ++i) {
+      const Instruction& in = program_.instructions[i];
+      text += std::to_string(i) + " = " + std::string(opName(in.op));
+      text += operand(in.a) + operand(in.b) + operand(in.c);
+      if (in.op == Op::input) text += " " + std::to_string(in.immediate);
+      if (in.op == Op::constant) text += " " + std::to_string(std::bit_cast<float>(in.immediate));
+      text += '\n';
+    }
+    for (const ValueId output : program_.outputs) text += "output " + std::to_string(output) + '\n';
+    return text;
+  }
+
+ private:
+  std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(random_() % limit); }
+
+  template <typename T>
+  static void put(std::vector<std::byte>& bytes, T value) {
+    const auto* const from = reinterpret_cast<const std::byte*>(&value);
+    bytes.insert(bytes.end(), from, from + sizeof value);
+  }
+
+  static float limited(float value, float maximum) {
+    const float positive = value > 0.0F ? value : 0.0F;
+    return positive < maximum ? positive : maximum;
+  }
+
+  // Few levels, so that pixels have equal components, extremes, and grey among them.
+  void makePixels() {
+    for (std::size_t i = 0; i < kPixels * layout_.components; ++i) {
+      const std::uint32_t level = below(3) == 0 ? below(256) : 51 * below(6);
+      if (layout_.type == SampleType::u8) {
+        put(pixels_, static_cast<std::uint8_t>(level));
+      } else if (layout_.type == SampleType::u16) {
+        put(pixels_, static_cast<std::uint16_t>(257 * level + (below(4) == 0 ? below(2) : 0)));
+      } else {
+        put(pixels_, static_cast<float>(level) / 255.0F * (below(8) == 0 ? -3.0F : 1.0F));
+      }
+    }
+  }
+
+  [[nodiscard]] float sample(std::size_t pixel, std::size_t component) const {
+    if (component >= layout_.components) return 1.0F;
+    const std::byte* const from =
+        pixels_.data() + pixel * layout_.pixelBytes() + component * layout_.sampleBytes();
+    const auto as = [from]<typename T>(T value) {
+      std::memcpy(&value, from, sizeof value);
+      return static_cast<float>(value);
+    };
+    switch (layout_.type) {
+      case SampleType::u8:
+        return as(std::uint8_t{}) / 255.0F;
+      case SampleType::u16:
+        return as(std::uint16_t{}) / 65535.0F;
+      case SampleType::f32:
+        return as(0.0F);
+    }
+    return 0.0F;
+  }
+
+  [[nodiscard]] float outputAt(std::size_t component, std::size_t pixel) const {
+    return std::bit_cast<float>(values_[program_.outputs[component]][pixel]);
+  }
+
+  ValueId append(const Instruction& in) {
+    std::array<std::uint32_t, kPixels> values{};
+    const auto valueOf = [&](ValueId id, std::size_t pixel) {
+      return id == kNoValue ? 0U : values_[id][pixel];
+    };
+    for (std::size_t p = 0; p < kPixels; ++p) {
+      if (in.op == Op::input) {
+        values[p] = std::bit_cast<std::uint32_t>(sample(p, in.immediate));
+      } else if (in.op == Op::constant) {
+        values[p] = in.immediate;
+      } else {
+        values[p] = evaluateOneLane(in.op, valueOf(in.a, p), valueOf(in.b, p), valueOf(in.c, p));
+      }
+    }
+    values_.push_back(values);
+    program_.instructions.push_back(in);
+    return static_cast<ValueId>(values_.size() - 1);
+  }
+
+  ValueId constant(float value) {
+    return append({.op = Op::constant, .immediate = std::bit_cast<std::uint32_t>(value)});
+  }
+
+  // A constant that the value takes for some pixel, or the next one to it.
+  ValueId reached(ValueId value) {
+    const float taken = std::bit_cast<float>(values_[value][below(kPixels)]);
+    const std::uint32_t side = below(4);
+    return constant(side == 0   ? std::nextafter(taken, kInfinity)
+                    : side == 1 ? std::nextafter(taken, -kInfinity)
+                                : taken);
+  }
+
+  ValueId anyConstant() {
+    constexpr std::array kUsual{0.0F,    1.0F,   -1.0F, 0.5F, -0.5F,       2.0F,
+                                0.2125F, 1.2F,   0.3F,  3.0F, 1.0F / 6.0F, 1.0F / 3.0F,
+                                5.0F,    -0.75F, -0.0F, 1e-6F};
+    if (below(8) == 0) return constant(awkwardFloats()[random_() % awkwardFloats().size()]);
+    return constant(kUsual[below(kUsual.size())]);
+  }
+
+  ValueId pick(Type type) {
+    std::vector<ValueId> found;
+    for (ValueId i = 0; i < program_.instructions.size(); ++i) {
+      if (resultType(program_.instructions[i].op) == type) found.push_back(i);
+    }
+    const auto size = static_cast<std::uint32_t>(found.size());
+    // Mostly recent ones, so that programs grow deep.
+    const std::uint32_t window = below(3) == 0 ? size : std::min<std::uint32_t>(size, 5);
+    return found[size - 1 - below(window)];
+  }
+
+  void appendAny() {
+    const ValueId x = pick(Type::f32);
+    switch (below(10)) {
+      case 0: {
+        constexpr std::array kComparisons{Op::less, Op::lessEqual, Op::equal, Op::notEqual};
+        const Op op = kComparisons[below(kComparisons.size())];
+        const ValueId y = below(3) == 0 ? pick(Type::f32) : reached(x);
+        below(2) == 0 ? append({.op = op, .a = x, .b = y}) : append({.op = op, .a = y, .b = x});
+        return;
+      }
+      case 1: {
+        constexpr std::array kLogic{Op::maskAnd, Op::maskOr, Op::maskXor};
+        const ValueId mask = pick(Type::mask);
+        if (below(3) == 0) append({.op = Op::maskNot, .a = mask});
+        append({.op = kLogic[below(kLogic.size())], .a = mask, .b = pick(Type::mask)});
+        return;
+      }
+      case 2:
+      case 3: {
+        const ValueId other = below(2) == 0 ? pick(Type::f32) : anyConstant();
+        append({.op = Op::select, .a = pick(Type::mask), .b = x, .c = other});
+        return;
+      }
+      case 4: {
+        constexpr std::array kUnary{Op::neg,  Op::abs,  Op::sign,  Op::floor, Op::ceil,
+                                    Op::sqrt, Op::sqrt, Op::fract, Op::sin,   Op::cos};
+        const Op op = kUnary[below(kUnary.size())];
+        append({.op = op, .a = x});
+        return;
+      }
+      default: {
+        constexpr std::array kBinary{Op::add, Op::sub, Op::mul, Op::mul, Op::add,
+                                     Op::div, Op::min, Op::max, Op::mod};
+        const ValueId y = below(2) == 0 ? pick(Type::f32) : anyConstant();
+        const Op op = kBinary[below(kBinary.size())];
+        below(2) == 0 ? append({.op = op, .a = x, .b = y}) : append({.op = op, .a = y, .b = x});
+      }
+    }
+  }
+
+  // The value, or a constant where a point on a circle is near another. Estimates may tell which.
+  ValueId chosenByDistance(ValueId value) {
+    const ValueId angle = below(2) == 0 ? below(3) : pick(Type::f32);
+    const ValueId radius = below(3);
+    ValueId sum = kNoValue;
+    for (const Op op : {Op::sin, Op::cos}) {
+      const ValueId turned = append({.op = op, .a = angle});
+      const ValueId along = append({.op = Op::mul, .a = radius, .b = turned});
+      const ValueId away = append({.op = Op::sub, .a = along, .b = anyConstant()});
+      const ValueId squared = append({.op = Op::mul, .a = away, .b = away});
+      sum = sum == kNoValue ? squared : append({.op = Op::add, .a = sum, .b = squared});
+    }
+    const ValueId distance = below(2) == 0 ? append({.op = Op::sqrt, .a = sum}) : sum;
+    const Op op = below(2) == 0 ? Op::less : Op::lessEqual;
+    const ValueId near = append({.op = op, .a = distance, .b = reached(distance)});
+    return append({.op = Op::select, .a = near, .b = anyConstant(), .c = value});
+  }
+
+  std::mt19937 random_;
+  PixelLayout layout_;
+  Program program_;
+  std::vector<std::byte> pixels_;
+  std::vector<std::array<std::uint32_t, kPixels>> values_;
+};
+
+TEST(ExecutableReference, ProgramsGiveWhatTheirInstructionsSay) {
+  const std::array layouts{kRgb8, kRgba8, kRgb16, kRgba16, kRgbaFloat};
+  std::size_t estimated = 0;
+  for (std::uint32_t round = 0; round < 10000; ++round) {
+    const PixelLayout& input = layouts[round % layouts.size()];
+    const Script script(round, input);
+    for (const PixelLayout& output : {round % 2 == 0 ? kRgb8 : kRgba8, kRgbaFloat}) {
+      const std::array inputs{input};
+      const Executable executable = Executable::compile(script.program(), inputs, output);
+      if (executable.listing().find("skipSettled") != std::string::npos) ++estimated;
+      const std::vector<std::byte> expected = script.expected(output);
+      for (const std::string& target : targets()) {
+        const ForcedTarget forced(target);
+        ASSERT_EQ(runRow(executable, {script.pixels()}, output, kPixels), expected)
+            << target << ", round " << round << '\n'
+            << script.listing() << executable.listing();
+      }
+    }
+  }
+  EXPECT_GT(estimated, 200U);  // or the programs miss what is hardest
+}
+
+}  // namespace
+}  // namespace kelvo::kernel_language
