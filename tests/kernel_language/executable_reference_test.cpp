@@ -38,9 +38,9 @@ class Script {
         const float value = outputAt(c, pixel);
         const float level = c == 3 ? alpha : limited(value, alpha);
         if (output.type == SampleType::u8) {
-          put(bytes, static_cast<std::uint8_t>(255.0F * level + 0.5F));
+          put(bytes, static_cast<std::uint8_t>(std::floor(255.0F * level + 0.5F)));
         } else if (output.type == SampleType::u16) {
-          put(bytes, static_cast<std::uint16_t>(65535.0F * level + 0.5F));
+          put(bytes, static_cast<std::uint16_t>(std::floor(65535.0F * level + 0.5F)));
         } else {
           put(bytes, std::isnan(value) ? kNan : value);
         }
@@ -142,7 +142,7 @@ class Script {
 
   // A constant that the value takes for some pixel, or the next one to it.
   ValueId reached(ValueId value) {
-    const float taken = std::bit_cast<float>(values_[value][below(kPixels)]);
+    const auto taken = std::bit_cast<float>(values_[value][below(kPixels)]);
     const std::uint32_t side = below(4);
     return constant(side == 0   ? std::nextafter(taken, kInfinity)
                     : side == 1 ? std::nextafter(taken, -kInfinity)
