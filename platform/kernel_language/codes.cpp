@@ -117,6 +117,7 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::render, "render", 0, 0},
     {Code::renderSmall, "renderSmall", 0, 0},
     {Code::skipSettled, "skipSettled", 0, 2},
+    {Code::skipIfAny, "skipIfAny", 1, 0},
     {Code::call, "call", 3, 0},
     {Code::sinCos, "sinCos", 1, 0},
     {Code::sinCosEstimate, "sinCosEstimate", 1, 0},

@@ -46,7 +46,7 @@ std::string listingOf(const Tape& tape) {
       registers = operandCount(step.op);
     }
     if (step.code == Code::sample || step.code == Code::render || step.code == Code::renderSmall ||
-        step.code == Code::skipSettled) {
+        step.code == Code::skipSettled || step.code == Code::skipIfAny) {
       text += ' ';
       text += std::to_string(step.index);
     }

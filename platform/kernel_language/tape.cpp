@@ -8,6 +8,7 @@
 #include <optional>
 #include <tuple>
 
+#include "platform/kernel_language/branches.h"
 #include "platform/kernel_language/fusion.h"
 #include "platform/kernel_language/registers.h"
 #include "platform/kernel_language/trees.h"
@@ -121,12 +122,15 @@ class Emitter {
         angles_[in.a].cosine = value;
       }
     }
-    for (const Root& root : trees_.roots) {
+    const auto branch = options_.render ? findBranch(program_, trees_) : std::nullopt;
+    for (std::size_t i = 0; i < trees_.roots.size(); ++i) {
+      const Root& root = trees_.roots[i];
       if (root.component) {
         emitRendered(root.value, *root.component);
       } else {
         emitStored(root.value);
       }
+      if (branch && branch->root == i) emitShortWay(root.value, branch->otherwise);
     }
     if (!options_.render) {
       for (std::size_t i = 0; i < 4; ++i) tape_.outputs[i] = inRegister(program_.outputs[i]);
@@ -164,6 +168,15 @@ class Emitter {
     compute(value);
     push({.code = options_.isSmall[component] ? Code::renderSmall : Code::render,
           .index = static_cast<std::uint16_t>(component)});
+  }
+
+  // For blocks in which no pixel has the mask.
+  void emitShortWay(ValueId mask, const std::array<ValueId, 3>& rendered) {
+    push({.code = Code::skipIfAny, .m = {mask}});
+    const std::size_t skip = tape_.steps.size() - 1;
+    for (std::uint32_t c = 0; c < rendered.size(); ++c) emitRendered(rendered[c], c);
+    push({.code = Code::end});
+    tape_.steps[skip].index = static_cast<std::uint16_t>(tape_.steps.size() - skip - 1);
   }
 
   // A stored value's register, or one that holds a constant for good.
@@ -289,7 +302,8 @@ class Emitter {
     std::vector<VirtualStep> exact(tape_.steps.begin() + static_cast<std::ptrdiff_t>(*begin),
                                    tape_.steps.end());
     const auto isInTheWay = [](const VirtualStep& step) {
-      return leavesAccumulator(step.code) || step.code == Code::skipSettled;
+      return leavesAccumulator(step.code) || step.code == Code::skipSettled ||
+             step.code == Code::skipIfAny;
     };
     if (std::any_of(exact.begin() + 1, exact.end(), isInTheWay)) return;
     if (exact.size() > std::numeric_limits<std::uint16_t>::max()) return;

@@ -53,6 +53,8 @@ enum class Code : std::uint8_t {
   // Passes over the next `index` steps, which compute the accumulator anew, if it is further than
   // the second K from the first K in the whole block.
   skipSettled,
+  // Passes over the next `index` steps if any pixel of the block has the mask M.
+  skipIfAny,
   // Leaves the accumulator; the operands and the result are block registers.
   // sinCos: the sine of M and its cosine, two results; sinCosEstimate: estimates of them.
   // powOfFraction: M to the power of K.
@@ -72,7 +74,7 @@ struct Step {
   Code code = Code::end;
   Op op = Op::constant;              // of `call`
   std::uint16_t index = 0;           // of `sample` the image, of `render` the component, of
-                                     // `skipSettled` how many steps
+                                     // the skips how many steps
   std::array<Register, 3> m{};       // operands; of `sample` the coordinates
   std::array<Register, 4> target{};  // results; of `sample` by component, of `sinCos` and its
                                      // estimate two, else the first

@@ -436,6 +436,15 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
         if (hn::AllTrue(d, isSettled)) step += step->index;
         continue;
       }
+      case Code::skipIfAny: {
+        const float* HWY_RESTRICT mask = m(0);
+        const auto lanes = [&](std::size_t vector)
+                               HWY_ATTR { return hn::Load(D(), mask + vector * kLanes); };
+        const V any = hn::Or(hn::Or(hn::Or(lanes(0), lanes(1)), hn::Or(lanes(2), lanes(3))),
+                             hn::Or(hn::Or(lanes(4), lanes(5)), hn::Or(lanes(6), lanes(7))));
+        if (!hn::AllFalse(d, hn::MaskFromVec(any))) step += step->index;
+        continue;
+      }
       case Code::call:
       case Code::sinCos:
       case Code::sinCosEstimate:
