@@ -9,6 +9,9 @@ namespace {
 // Finding out whether a block has the mask costs about as much as two steps.
 constexpr std::size_t kWorthwhile = 8;
 
+// Steps count how many to pass over in 16 bits, and an operation is at most a few steps.
+constexpr std::size_t kMostInstructions = 10000;
+
 // How many operations the roots from `begin` on are made of.
 std::size_t operationsFrom(const Program& program, const Trees& trees, std::size_t begin) {
   std::vector<ValueId> open;
@@ -51,6 +54,26 @@ std::optional<Branch> findBranch(const Program& program, const Trees& trees) {
   if (!std::ranges::all_of(branch.otherwise, isThere)) return std::nullopt;
   if (operationsFrom(program, trees, branch.root + 1) < kWorthwhile) return std::nullopt;
   return branch;
+}
+
+bool canBeSettledEarly(const Program& program, const Trees& trees, const Estimate& estimate) {
+  const auto isStored = [&](ValueId value) { return trees.place[value] == Place::stored; };
+  if (!isStored(estimate.angle) || !isStored(estimate.radius)) return false;
+  if (estimate.mask != kNoValue && !isStored(estimate.mask)) return false;
+  const std::size_t count = program.instructions.size();
+  if (count > kMostInstructions) return false;
+  std::vector<bool> depends(count, false);
+  const auto isDependent = [&](ValueId value) { return value != kNoValue && depends[value]; };
+  for (ValueId value = 0; value < count; ++value) {
+    const Instruction& in = program.instructions[value];
+    if ((in.op == Op::sin || in.op == Op::cos) && in.a == estimate.angle) {
+      depends[value] = true;
+    } else if (value != estimate.comparison) {
+      depends[value] = isDependent(in.a) || isDependent(in.b) || isDependent(in.c);
+      if (depends[value] && trees.place[value] != Place::inner) return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace kelvo::kernel_language

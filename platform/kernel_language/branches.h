@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 
+#include "platform/kernel_language/estimates.h"
 #include "platform/kernel_language/ir.h"
 #include "platform/kernel_language/trees.h"
 
@@ -20,5 +21,10 @@ struct Branch {
 // Of a program that renders. None where the short way would save little, or if what is to be
 // rendered there is not there yet.
 std::optional<Branch> findBranch(const Program& program, const Trees& trees);
+
+// True if all that depends on the sine and the cosine lies within the tree of the comparison, so
+// that it can be passed over where the estimate settles that, and what the estimate needs is
+// stored.
+bool canBeSettledEarly(const Program& program, const Trees& trees, const Estimate& estimate);
 
 }  // namespace kelvo::kernel_language

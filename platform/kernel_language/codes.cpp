@@ -25,6 +25,7 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::fract, "fract", 0, 0},
     {Code::sqrt, "sqrt", 0, 0},
     {Code::square, "square", 0, 0},
+    {Code::cosEstimate, "cosEstimate", 0, 1},
     {Code::maskNot, "maskNot", 0, 0},
     {Code::addAM, "addAM", 1, 0},
     {Code::addAK, "addAK", 0, 1},
@@ -120,7 +121,6 @@ constexpr auto kCodes = std::to_array<CodeInfo>({
     {Code::skipIfAny, "skipIfAny", 1, 0},
     {Code::call, "call", 3, 0},
     {Code::sinCos, "sinCos", 1, 0},
-    {Code::sinCosEstimate, "sinCosEstimate", 1, 0},
     {Code::powOfFraction, "powOfFraction", 1, 1},
     {Code::sample, "sample", 2, 0},
     {Code::destX, "destX", 0, 0},
@@ -151,7 +151,6 @@ bool leavesAccumulator(Code code) {
   switch (code) {
     case Code::call:
     case Code::sinCos:
-    case Code::sinCosEstimate:
     case Code::powOfFraction:
     case Code::sample:
     case Code::destX:

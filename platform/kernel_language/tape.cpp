@@ -122,6 +122,12 @@ class Emitter {
         angles_[in.a].cosine = value;
       }
     }
+    for (const Estimate& estimate : options_.estimates) {
+      if (canBeSettledEarly(program_, trees_, estimate)) {
+        estimates_.push_back(&estimate);
+        angles_[estimate.angle].isEstimated = true;
+      }
+    }
     const auto branch = options_.render ? findBranch(program_, trees_) : std::nullopt;
     for (std::size_t i = 0; i < trees_.roots.size(); ++i) {
       const Root& root = trees_.roots[i];
@@ -242,16 +248,19 @@ class Emitter {
     samples_.erase(group);
   }
 
-  // The sine and the cosine of one angle are computed together, where the first is needed.
+  // The sine and the cosine of one angle are computed together, where the first is needed, or
+  // where an estimate does not do.
   bool emitSinCos(ValueId value) {
     Angle& angle = angles_[at(value).a];
     if (angle.sine == kNoVirtualRegister || angle.cosine == kNoVirtualRegister) return false;
-    if (angle.step) return true;
-    push({.code = Code::sinCos,
-          .m = {inRegister(at(value).a)},
-          .target = {angle.sine, angle.cosine}});
-    angle.step = tape_.steps.size() - 1;
+    if (!angle.isDone && !angle.isEstimated) pushSinCos(at(value).a);
+    angle.isDone = true;
     return true;
+  }
+
+  void pushSinCos(ValueId value) {
+    const Angle& angle = angles_[value];
+    push({.code = Code::sinCos, .m = {inRegister(value)}, .target = {angle.sine, angle.cosine}});
   }
 
   // Leaves the value in the accumulator.
@@ -282,46 +291,41 @@ class Emitter {
   }
 
   [[nodiscard]] const Estimate* estimateOf(ValueId value) const {
-    const auto place = std::ranges::find(options_.estimates, value, &Estimate::comparison);
-    return place == options_.estimates.end() ? nullptr : &*place;
+    const auto place = std::ranges::find(estimates_, value, &Estimate::comparison);
+    return place == estimates_.end() ? nullptr : *place;
   }
 
+  // The estimate first, then the sine, the cosine and what is compared unless that settles it.
   void computeEstimated(const Instruction& in, const Estimate& estimate) {
+    computeEstimate(estimate);
+    push({.code = Code::skipSettled, .k = {estimate.threshold, estimate.error}});
+    const std::size_t skip = tape_.steps.size() - 1;
+    pushSinCos(estimate.angle);
     const bool constantFirst = isConstant(in.a);
     compute(constantFirst ? in.b : in.a);
-    repeatUnlessSettled(estimate);
+    tape_.steps[skip].index = static_cast<std::uint16_t>(tape_.steps.size() - skip - 1);
     const Forms forms = *formsOf(in.op);
     push({.code = constantFirst ? forms.ka : forms.ak, .k = {estimate.threshold}});
   }
 
-  // From the angle's sine and cosine on, the steps so far become those of the estimate, and follow
-  // once more for what that does not settle.
-  void repeatUnlessSettled(const Estimate& estimate) {
-    const std::optional<std::size_t> begin = angles_[estimate.angle].step;
-    if (!begin) return;
-    std::vector<VirtualStep> exact(tape_.steps.begin() + static_cast<std::ptrdiff_t>(*begin),
-                                   tape_.steps.end());
-    const auto isInTheWay = [](const VirtualStep& step) {
-      return leavesAccumulator(step.code) || step.code == Code::skipSettled ||
-             step.code == Code::skipIfAny;
-    };
-    if (std::any_of(exact.begin() + 1, exact.end(), isInTheWay)) return;
-    if (exact.size() > std::numeric_limits<std::uint16_t>::max()) return;
-    std::map<VirtualRegister, VirtualRegister> renamed;
-    const auto rename = [&renamed](VirtualRegister& number) {
-      if (const auto place = renamed.find(number); place != renamed.end()) number = place->second;
-    };
-    for (VirtualStep& step : exact) {
-      for (VirtualRegister* m : {&step.m.first, &step.m.second, &step.m.third}) rename(*m);
-      for (VirtualRegister* target : {&step.target.first, &step.target.second}) {
-        if (*target != kNoVirtualRegister) *target = renamed[*target] = nextRegister_++;
-      }
+  void computeEstimate(const Estimate& estimate) {
+    VirtualRegister rest = kNoVirtualRegister;
+    for (const ValueId further : estimate.rest) {
+      compute(further);
+      if (rest != kNoVirtualRegister) push({.code = Code::addAM, .m = {rest}});
+      rest = nextRegister_++;
+      storeInto(rest);
     }
-    tape_.steps[*begin].code = Code::sinCosEstimate;
-    push({.code = Code::skipSettled,
-          .index = static_cast<std::uint16_t>(exact.size()),
-          .k = {estimate.threshold, estimate.error}});
-    tape_.steps.insert(tape_.steps.end(), exact.begin(), exact.end());
+    push({.code = Code::loadM, .m = {estimate.angle}});
+    push({.code = Code::cosEstimate, .k = {estimate.turn}});
+    push({.code = Code::mulAK, .k = {estimate.doubled}});
+    push({.code = Code::addAM, .m = {estimate.radius}});
+    push({.code = Code::mulAM, .m = {estimate.radius}});
+    push({.code = Code::addAK, .k = {estimate.square}});
+    if (estimate.mask != kNoValue) {
+      push({.code = Code::selectMKA, .m = {estimate.mask}, .k = {estimate.whereMasked}});
+    }
+    if (rest != kNoVirtualRegister) push({.code = Code::addAM, .m = {rest}});
   }
 
   VirtualRegister computeIntoTemporary(ValueId value) {
@@ -470,7 +474,8 @@ class Emitter {
   struct Angle {
     VirtualRegister sine = kNoVirtualRegister;
     VirtualRegister cosine = kNoVirtualRegister;
-    std::optional<std::size_t> step;  // where both are computed, once they are
+    bool isDone = false;
+    bool isEstimated = false;  // computed by the comparison that it serves
   };
 
   const Program& program_;
@@ -481,6 +486,7 @@ class Emitter {
   std::map<std::uint32_t, VirtualRegister> constants_;
   std::map<SamplePlace, VirtualResults> samples_;  // not yet emitted
   std::map<ValueId, Angle> angles_;                // whose sine or cosine is wanted
+  std::vector<const Estimate*> estimates_;
 };
 
 }  // namespace

@@ -23,7 +23,10 @@ namespace kelvo::kernel_language {
 enum class Code : std::uint8_t {
   // clang-format off
   loadM, loadK,
-  neg, abs, sign, floor, ceil, fract, sqrt, square, maskNot,
+  neg, abs, sign, floor, ceil, fract, sqrt, square,
+  // An estimate of cos(A + K).
+  cosEstimate,
+  maskNot,
   addAM, addAK, addMM, addMK,
   subAM, subMA, subKA, subMM, subKM,
   mulAM, mulAK, mulMM, mulMK,
@@ -56,9 +59,9 @@ enum class Code : std::uint8_t {
   // Passes over the next `index` steps if any pixel of the block has the mask M.
   skipIfAny,
   // Leaves the accumulator; the operands and the result are block registers.
-  // sinCos: the sine of M and its cosine, two results; sinCosEstimate: estimates of them.
+  // sinCos: the sine of M and its cosine, two results.
   // powOfFraction: M to the power of K.
-  call, sinCos, sinCosEstimate, powOfFraction, sample, destX, destY, end,
+  call, sinCos, powOfFraction, sample, destX, destY, end,
   // clang-format on
 };
 
@@ -76,8 +79,8 @@ struct Step {
   std::uint16_t index = 0;           // of `sample` the image, of `render` the component, of
                                      // the skips how many steps
   std::array<Register, 3> m{};       // operands; of `sample` the coordinates
-  std::array<Register, 4> target{};  // results; of `sample` by component, of `sinCos` and its
-                                     // estimate two, else the first
+  std::array<Register, 4> target{};  // results; of `sample` by component, of `sinCos`
+                                     // two, else the first
   std::array<float, 4> k{};
 };
 

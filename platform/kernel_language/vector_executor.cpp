@@ -16,7 +16,6 @@
 
 #include "platform/kernel_language/scratch.h"
 #include "platform/kernel_language/vector_calls-inl.h"
-#include "platform/kernel_language/vector_estimates-inl.h"
 #include "platform/kernel_language/vector_pixels-inl.h"
 #include "platform/kernel_language/vector_sample-inl.h"
 #include "platform/kernel_language/vector_steps-inl.h"
@@ -127,9 +126,6 @@ class RowRunner {
           break;
         case Code::sinCos:
           sinCosCall(at(step->target[0]), at(step->target[1]), at(step->m[0]));
-          break;
-        case Code::sinCosEstimate:
-          sinCosEstimateCall(at(step->target[0]), at(step->target[1]), at(step->m[0]));
           break;
         case Code::powOfFraction:
           powOfFractionCall(at(step->target[0]), at(step->m[0]), step->k[0]);

@@ -6,6 +6,7 @@
 #define KELVO_VECTOR_STEPS_INL_H_
 #endif
 
+#include "platform/kernel_language/vector_estimates-inl.h"
 #include "platform/kernel_language/vector_lanes-inl.h"
 #include "platform/kernel_language/vector_pixels-inl.h"
 
@@ -216,6 +217,11 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
       case Code::square:
         KELVO_EACH(v = hn::Mul(v, v));
         break;
+      case Code::cosEstimate: {
+        const V k0 = k(0);
+        KELVO_EACH(v = cosEstimateOf(hn::Add(v, k0)));
+        break;
+      }
       case Code::maskNot:
         KELVO_EACH(v = hn::Not(v));
         break;
@@ -447,7 +453,6 @@ HWY_NOINLINE const Step* runSteps(const Step* HWY_RESTRICT step, float* HWY_REST
       }
       case Code::call:
       case Code::sinCos:
-      case Code::sinCosEstimate:
       case Code::powOfFraction:
       case Code::sample:
       case Code::destX:

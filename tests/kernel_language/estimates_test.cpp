@@ -2,6 +2,7 @@
 #include <cmath>
 #include <functional>
 #include <random>
+#include <utility>
 
 #include "tests/kernel_language/executable_support.h"
 
@@ -122,12 +123,24 @@ TEST(Estimates, ComparisonsFarFromTheThresholdAreSettled) {
   }
 }
 
+// (r cos h - 0.3)^2 + (r sin h + 0.2)^2
+ValueId squaredDistance(Builder& b, ValueId radius, ValueId angle) {
+  ValueId sum = kNoValue;
+  for (const auto& [function, offset] : {std::pair{Op::cos, -0.3F}, std::pair{Op::sin, 0.2F}}) {
+    const ValueId along = b.binary(Op::mul, radius, b.unary(function, angle));
+    const ValueId away = b.binary(Op::add, along, b.constant(offset));
+    const ValueId square = b.binary(Op::mul, away, away);
+    sum = sum == kNoValue ? square : b.binary(Op::add, sum, square);
+  }
+  return sum;
+}
+
 // Angles far beyond what estimates are made for, in between ordinary ones.
 TEST(Estimates, LargeAnglesAreComputedExactly) {
   const Executable executable = compileFor(kRgb16, kRgb8, [](Builder& b) {
     const ValueId angle = b.binary(Op::mul, b.input(0, 0), b.constant(1000.0F));
-    const ValueId sum = b.binary(Op::add, b.unary(Op::sin, angle), b.unary(Op::cos, angle));
-    return asLevel(b, b.binary(Op::less, sum, b.constant(0.5F)));
+    const ValueId distance = squaredDistance(b, b.input(0, 1), angle);
+    return asLevel(b, b.binary(Op::less, distance, b.constant(0.5F)));
   });
   ASSERT_TRUE(estimates(executable)) << executable.listing();
   std::vector<std::uint16_t> samples;
@@ -137,10 +150,12 @@ TEST(Estimates, LargeAnglesAreComputedExactly) {
   const std::vector<std::vector<std::byte>> source{bytesOf(samples)};
   std::vector<std::byte> expected;
   for (std::size_t i = 0; i < 65536; ++i) {
-    const float angle = static_cast<float>(samples[3 * i]) / 65535.0F * 1000.0F;
-    const auto sine = static_cast<float>(std::sin(static_cast<double>(angle)));
-    const auto cosine = static_cast<float>(std::cos(static_cast<double>(angle)));
-    expected.insert(expected.end(), 3, sine + cosine < 0.5F ? std::byte{255} : std::byte{0});
+    const float radius = static_cast<float>(samples[3 * i]) / 65535.0F;
+    const auto angle = static_cast<double>(radius * 1000.0F);
+    const float across = radius * static_cast<float>(std::cos(angle)) + -0.3F;
+    const float along = radius * static_cast<float>(std::sin(angle)) + 0.2F;
+    const bool isNear = across * across + along * along < 0.5F;
+    expected.insert(expected.end(), 3, isNear ? std::byte{255} : std::byte{0});
   }
   for (const std::string& target : targets()) {
     const ForcedTarget forced(target);
@@ -174,22 +189,50 @@ TEST(Estimates, AreNotMadeOfWhatTheResultShows) {
   EXPECT_FALSE(estimates(compiled([&](Builder& b) {
     return asLevel(b, b.binary(Op::less, coneDistance(b).distance, b.input(0, 0)));
   })));
+  // What is no distance.
+  EXPECT_FALSE(estimates(compiled([&](Builder& b) {
+    const ValueId angle = b.input(0, 0);
+    const ValueId sum = b.binary(Op::add, b.unary(Op::sin, angle), b.unary(Op::cos, angle));
+    return asLevel(b, near(b, sum));
+  })));
   // Of floats nothing is known that would bound the error.
   EXPECT_FALSE(estimates(compileFor(kRgbaFloat, kRgb8, [&](Builder& b) {
     return asLevel(b, near(b, coneDistance(b).distance));
   })));
 }
 
-// What is stored between the sine and the comparison, and serves others too, is there afterwards.
-TEST(Estimates, WhatElseIsComputedInBetweenStays) {
+// What the comparison needs and what serves others too is there whether it is settled or not.
+TEST(Estimates, WhatElseIsNeededStays) {
   const std::vector<std::vector<std::byte>> source{colors()};
   const Executable executable = compileFor(kRgb8, kRgb8, [](Builder& b) {
     const ValueId angle = b.binary(Op::mul, b.input(0, 0), b.constant(6.0F));
     const ValueId other = b.binary(Op::mul, b.input(0, 1), b.input(0, 2));
-    const ValueId sum = b.binary(Op::add, b.binary(Op::mul, other, b.unary(Op::sin, angle)),
-                                 b.binary(Op::mul, other, b.unary(Op::cos, angle)));
-    const ValueId mask = b.binary(Op::less, sum, b.constant(0.25F));
+    const ValueId distance = b.binary(Op::add, b.binary(Op::mul, other, b.input(0, 0)),
+                                      squaredDistance(b, other, angle));
+    const ValueId mask = b.binary(Op::less, distance, b.constant(0.25F));
     return b.select(mask, other, b.input(0, 0));
+  });
+  ASSERT_TRUE(estimates(executable)) << executable.listing();
+  std::vector<std::byte> expected;
+  {
+    const ForcedTarget plain("SCALAR");
+    expected = runRow(executable, source, kRgb8, kColors);
+  }
+  for (const std::string& target : targets()) {
+    const ForcedTarget forced(target);
+    EXPECT_TRUE(runRow(executable, source, kRgb8, kColors) == expected) << target;
+  }
+}
+
+// The distance between two moving points: the one is estimated, the other computed for it.
+TEST(Estimates, OneOfTwoMovingPointsIsEstimated) {
+  const std::vector<std::vector<std::byte>> source{colors()};
+  const Executable executable = compileFor(kRgb8, kRgb8, [](Builder& b) {
+    const ValueId one =
+        squaredDistance(b, b.input(0, 1), b.binary(Op::mul, b.input(0, 0), b.constant(6.0F)));
+    const ValueId two =
+        squaredDistance(b, b.input(0, 0), b.binary(Op::mul, b.input(0, 2), b.constant(-3.0F)));
+    return asLevel(b, b.binary(Op::less, b.binary(Op::add, one, two), b.constant(0.9F)));
   });
   ASSERT_TRUE(estimates(executable)) << executable.listing();
   std::vector<std::byte> expected;

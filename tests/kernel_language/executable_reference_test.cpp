@@ -1,4 +1,5 @@
 // Whatever a compiler knows of its sources, a program gives what its instructions say, one by one.
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -218,22 +219,46 @@ class Script {
     }
   }
 
-  // The value, or a constant where a point on a circle is near another. Estimates may tell which.
+  // The value, or a constant where one point is near another, which estimates may tell: their
+  // squared distance in polar coordinates, at times with a mask and further squares.
   ValueId chosenByDistance(ValueId value) {
     const ValueId angle = below(2) == 0 ? below(3) : pick(Type::f32);
-    const ValueId radius = below(3);
-    ValueId sum = kNoValue;
+    const ValueId radius = below(2) == 0 ? below(3) : pick(Type::f32);
+    const bool hasMask = below(2) == 0;
+    ValueId mask = pick(Type::mask);
+    std::vector<ValueId> squares;
     for (const Op op : {Op::sin, Op::cos}) {
       const ValueId turned = append({.op = op, .a = angle});
-      const ValueId along = append({.op = Op::mul, .a = radius, .b = turned});
-      const ValueId away = append({.op = Op::sub, .a = along, .b = anyConstant()});
-      const ValueId squared = append({.op = Op::mul, .a = away, .b = away});
-      sum = sum == kNoValue ? squared : append({.op = Op::add, .a = sum, .b = squared});
+      ValueId square = squareOf(append({.op = Op::mul, .a = radius, .b = turned}));
+      if (hasMask) {
+        square = append({.op = Op::select, .a = mask, .b = anyConstant(), .c = square});
+        if (below(8) == 0) mask = pick(Type::mask);
+      }
+      squares.push_back(square);
     }
-    const ValueId distance = below(2) == 0 ? append({.op = Op::sqrt, .a = sum}) : sum;
+    for (std::uint32_t i = below(3); i > 0; --i) squares.push_back(squareOf(pick(Type::f32)));
+    std::ranges::shuffle(squares, random_);
+    // Or the builder joins the two selections.
+    if (hasMask) squares.insert(squares.begin(), squareOf(below(3)));
+    ValueId distance = squares[0];
+    for (std::size_t i = 1; i < squares.size(); ++i) {
+      distance = append({.op = Op::add, .a = distance, .b = squares[i]});
+    }
+    if (below(2) == 0) distance = append({.op = Op::sqrt, .a = distance});
     const Op op = below(2) == 0 ? Op::less : Op::lessEqual;
-    const ValueId near = append({.op = op, .a = distance, .b = reached(distance)});
+    const ValueId near = below(3) == 0 ? append({.op = op, .a = reached(distance), .b = distance})
+                                       : append({.op = op, .a = distance, .b = reached(distance)});
     return append({.op = Op::select, .a = near, .b = anyConstant(), .c = value});
+  }
+
+  // Of the value's difference from a constant.
+  ValueId squareOf(ValueId value) {
+    const ValueId k = anyConstant();
+    const std::uint32_t form = below(3);
+    const ValueId away = form == 0   ? append({.op = Op::add, .a = value, .b = k})
+                         : form == 1 ? append({.op = Op::sub, .a = value, .b = k})
+                                     : append({.op = Op::sub, .a = k, .b = value});
+    return append({.op = Op::mul, .a = away, .b = away});
   }
 
   // Leaves the source or a constant where a mask is not, as filters do that change some colours.
