@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <optional>
+#include <utility>
 
 namespace kelvo::kernel_language {
 namespace {
