@@ -201,9 +201,20 @@ TEST(Estimates, AreNotMadeOfWhatTheResultShows) {
   })));
 }
 
+// The plain implementation estimates nothing.
+void expectAsPlain(const Executable& executable) {
+  ASSERT_TRUE(estimates(executable)) << executable.listing();
+  const std::vector<std::vector<std::byte>> source{colors()};
+  const auto run = [&](const std::string& target) {
+    const ForcedTarget forced(target);
+    return runRow(executable, source, kRgb8, kColors);
+  };
+  const std::vector<std::byte> expected = run("SCALAR");
+  for (const std::string& target : targets()) EXPECT_TRUE(run(target) == expected) << target;
+}
+
 // What the comparison needs and what serves others too is there whether it is settled or not.
 TEST(Estimates, WhatElseIsNeededStays) {
-  const std::vector<std::vector<std::byte>> source{colors()};
   const Executable executable = compileFor(kRgb8, kRgb8, [](Builder& b) {
     const ValueId angle = b.binary(Op::mul, b.input(0, 0), b.constant(6.0F));
     const ValueId other = b.binary(Op::mul, b.input(0, 1), b.input(0, 2));
@@ -212,21 +223,11 @@ TEST(Estimates, WhatElseIsNeededStays) {
     const ValueId mask = b.binary(Op::less, distance, b.constant(0.25F));
     return b.select(mask, other, b.input(0, 0));
   });
-  ASSERT_TRUE(estimates(executable)) << executable.listing();
-  std::vector<std::byte> expected;
-  {
-    const ForcedTarget plain("SCALAR");
-    expected = runRow(executable, source, kRgb8, kColors);
-  }
-  for (const std::string& target : targets()) {
-    const ForcedTarget forced(target);
-    EXPECT_TRUE(runRow(executable, source, kRgb8, kColors) == expected) << target;
-  }
+  expectAsPlain(executable);
 }
 
 // The distance between two moving points: the one is estimated, the other computed for it.
 TEST(Estimates, OneOfTwoMovingPointsIsEstimated) {
-  const std::vector<std::vector<std::byte>> source{colors()};
   const Executable executable = compileFor(kRgb8, kRgb8, [](Builder& b) {
     const ValueId one =
         squaredDistance(b, b.input(0, 1), b.binary(Op::mul, b.input(0, 0), b.constant(6.0F)));
@@ -234,16 +235,7 @@ TEST(Estimates, OneOfTwoMovingPointsIsEstimated) {
         squaredDistance(b, b.input(0, 0), b.binary(Op::mul, b.input(0, 2), b.constant(-3.0F)));
     return asLevel(b, b.binary(Op::less, b.binary(Op::add, one, two), b.constant(0.9F)));
   });
-  ASSERT_TRUE(estimates(executable)) << executable.listing();
-  std::vector<std::byte> expected;
-  {
-    const ForcedTarget plain("SCALAR");
-    expected = runRow(executable, source, kRgb8, kColors);
-  }
-  for (const std::string& target : targets()) {
-    const ForcedTarget forced(target);
-    EXPECT_TRUE(runRow(executable, source, kRgb8, kColors) == expected) << target;
-  }
+  expectAsPlain(executable);
 }
 
 }  // namespace
