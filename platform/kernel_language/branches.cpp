@@ -60,20 +60,9 @@ bool canBeSettledEarly(const Program& program, const Trees& trees, const Estimat
   const auto isStored = [&](ValueId value) { return trees.place[value] == Place::stored; };
   if (!isStored(estimate.angle) || !isStored(estimate.radius)) return false;
   if (estimate.mask != kNoValue && !isStored(estimate.mask)) return false;
-  const std::size_t count = program.instructions.size();
-  if (count > kMostInstructions) return false;
-  std::vector<bool> depends(count, false);
-  const auto isDependent = [&](ValueId value) { return value != kNoValue && depends[value]; };
-  for (ValueId value = 0; value < count; ++value) {
-    const Instruction& in = program.instructions[value];
-    if ((in.op == Op::sin || in.op == Op::cos) && in.a == estimate.angle) {
-      depends[value] = true;
-    } else if (value != estimate.comparison) {
-      depends[value] = isDependent(in.a) || isDependent(in.b) || isDependent(in.c);
-      if (depends[value] && trees.place[value] != Place::inner) return false;
-    }
-  }
-  return true;
+  if (program.instructions.size() > kMostInstructions) return false;
+  const auto isInner = [&](ValueId value) { return trees.place[value] == Place::inner; };
+  return std::ranges::all_of(estimate.between, isInner);
 }
 
 }  // namespace kelvo::kernel_language

@@ -41,6 +41,7 @@ class Dependents {
         const auto error = errorOf(in, value);
         if (!error || !std::isfinite(*error)) return std::nullopt;
         errors_[value] = *error;
+        between_.push_back(value);
       }
     }
     const bool isOutput =
@@ -52,6 +53,8 @@ class Dependents {
     return value != kNoValue && errors_[value] > 0.0;
   }
   [[nodiscard]] double error(ValueId value) const { return errors_[value]; }
+  // All of them but the functions themselves and the comparison.
+  [[nodiscard]] const std::vector<ValueId>& between() const { return between_; }
 
   // The largest number that the value can be, in floats or in real numbers.
   [[nodiscard]] double sizeOf(ValueId value) const {
@@ -84,6 +87,7 @@ class Dependents {
   std::span<const Range> ranges_;
   ValueId angle_;
   std::vector<double> errors_;  // by value; 0: does not depend on them
+  std::vector<ValueId> between_;
 };
 
 // (r cos h + p)^2 or (r sin h + p)^2; where the mask is set, a constant instead.
@@ -188,6 +192,7 @@ std::optional<Estimate> estimateFor(const Program& program, std::span<const Rang
   estimate.threshold = std::bit_cast<float>(threshold.immediate);
   estimate.mask = sine.mask;
   estimate.rest = distance.rest;
+  estimate.between = dependents.between();
   // Constants as floats, and how far that takes them.
   const auto rounded = [](double exact, float& to) {
     to = static_cast<float>(exact);

@@ -35,6 +35,7 @@ struct Estimate {
   ValueId mask = kNoValue;        // if there is one: where it is set,
   float whereMasked = 0.0F;       // this stands in place of all but the rest
   std::vector<ValueId> rest;      // to be added
+  std::vector<ValueId> between;   // what lies between the functions and the comparison
   float threshold = 0.0F;         // the constant
   float error = 0.0F;             // what is further from the threshold is settled
 };

@@ -124,7 +124,7 @@ class Emitter {
     for (const Estimate& estimate : options_.estimates) {
       if (canBeSettledEarly(program_, trees_, estimate)) {
         estimates_.push_back(&estimate);
-        angles_[estimate.angle].isEstimated = true;
+        angles_[estimate.angle].isPlaced = true;
       }
     }
     const auto branch = options_.render ? findBranch(program_, trees_) : std::nullopt;
@@ -252,8 +252,8 @@ class Emitter {
   bool emitSinCos(ValueId value) {
     Angle& angle = angles_[at(value).a];
     if (angle.sine == kNoVirtualRegister || angle.cosine == kNoVirtualRegister) return false;
-    if (!angle.isDone && !angle.isEstimated) pushSinCos(at(value).a);
-    angle.isDone = true;
+    if (!angle.isPlaced) pushSinCos(at(value).a);
+    angle.isPlaced = true;
     return true;
   }
 
@@ -473,8 +473,7 @@ class Emitter {
   struct Angle {
     VirtualRegister sine = kNoVirtualRegister;
     VirtualRegister cosine = kNoVirtualRegister;
-    bool isDone = false;
-    bool isEstimated = false;  // computed by the comparison that it serves
+    bool isPlaced = false;  // computed already, or by the estimated comparison that it serves
   };
 
   const Program& program_;
