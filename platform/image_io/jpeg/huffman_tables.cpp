@@ -78,13 +78,18 @@ void limitLengths(std::vector<std::size_t>& counts) {
 
 }  // namespace
 
-HuffmanTable completeTable(const HuffmanTable& table, HuffmanKind kind) {
-  const std::vector<std::uint8_t> needed = neededSymbols(kind);
+bool isComplete(std::span<const std::uint8_t> symbols, HuffmanKind kind) {
   std::bitset<256> present;
-  for (const std::uint8_t symbol : table.symbols) present.set(symbol);
-  const bool complete = std::all_of(needed.begin(), needed.end(),
-                                    [&](std::uint8_t symbol) { return present.test(symbol); });
-  if (complete) return table;
+  for (const std::uint8_t symbol : symbols) present.set(symbol);
+  const std::vector<std::uint8_t> needed = neededSymbols(kind);
+  return present.count() == symbols.size() &&
+         std::all_of(needed.begin(), needed.end(),
+                     [&](std::uint8_t symbol) { return present.test(symbol); });
+}
+
+HuffmanTable completeTable(const HuffmanTable& table, HuffmanKind kind) {
+  if (isComplete(table.symbols, kind)) return table;
+  const std::vector<std::uint8_t> needed = neededSymbols(kind);
 
   // A code of n bits was worth giving to a symbol that occurs about once in 2^n.
   std::vector<std::uint64_t> frequencies(needed.size(), 1);

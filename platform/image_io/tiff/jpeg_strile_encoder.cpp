@@ -7,12 +7,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 
 // After <cstdio>, which it needs.
 #include <jpeglib.h>
 
+#include "platform/image_io/jpeg/huffman_tables.h"
 #include "platform/image_io/tiff/strile_encoder.h"
 #include "platform/image_io/tiff/tags.h"
 
@@ -38,9 +41,6 @@ struct ErrorManager {
     return &base;
   }
 };
-
-// libjpeg's words; its codes are not in its public header.
-constexpr const char* kMissingHuffmanCode = "Missing Huffman code table entry";
 
 // The headers of an old strip or tile.
 class StrileHeader {
@@ -84,6 +84,14 @@ constexpr unsigned kMostQuantisation = 8191;
 bool canEncodeWith(const JQUANT_TBL& table) {
   return std::all_of(std::begin(table.quantval), std::end(table.quantval),
                      [](unsigned value) { return value != 0 && value <= kMostQuantisation; });
+}
+
+bool serves(const JHUFF_TBL* table, jpeg::HuffmanKind kind) {
+  if (table == nullptr) return false;
+  // Element 0 is not used.
+  const auto count = std::accumulate(std::begin(table->bits) + 1, std::end(table->bits), 0U);
+  return count <= std::size(table->huffval) &&
+         jpeg::isComplete(std::span(table->huffval).first(count), kind);
 }
 
 bool sameTable(const JQUANT_TBL* a, const JQUANT_TBL* b) {
@@ -132,20 +140,15 @@ class JpegStrileEncoder final : public StrileEncoder {
         return Error{"a JPEG quantisation table makes no sense"};
       }
     }
-    // Shared Huffman tables that were made for the old pixels may lack codes for the new ones.
-    if (!compress(rows, samples, false) && !(codeIsMissing() && compress(rows, samples, true))) {
+    if (!compress(rows, samples)) {
       return Error{"the pixels could not be encoded: " + std::string(errors_.message.data())};
     }
     return std::span<const std::byte>(reinterpret_cast<const std::byte*>(out_), outBytes_);
   }
 
  private:
-  [[nodiscard]] bool codeIsMissing() const {
-    return std::string(errors_.message.data()).find(kMissingHuffmanCode) != std::string::npos;
-  }
-
   // Only trivial locals: an error jumps out of here.
-  bool compress(std::uint32_t rows, std::span<std::byte> samples, bool ownHuffmanTables) {
+  bool compress(std::uint32_t rows, std::span<std::byte> samples) {
     std::free(out_);
     out_ = nullptr;
     outBytes_ = 0;
@@ -157,7 +160,7 @@ class JpegStrileEncoder final : public StrileEncoder {
     state_.image_width = picture_.strileWidth;
     state_.image_height = rows;
     state_.input_components = static_cast<int>(picture_.planeSamples());
-    configure(ownHuffmanTables);
+    configure();
     jpeg_start_compress(&state_, FALSE);
     const std::size_t rowBytes = std::size_t{picture_.strileWidth} * picture_.planeSamples();
     while (state_.next_scanline < state_.image_height) {
@@ -168,7 +171,7 @@ class JpegStrileEncoder final : public StrileEncoder {
     return true;
   }
 
-  void configure(bool ownHuffmanTables) {
+  void configure() {
     const jpeg_decompress_struct& old = old_.state();
     const bool converted = picture_.photometric == kYCbCr;
     state_.in_color_space = converted ? JCS_RGB : JCS_UNKNOWN;
@@ -195,19 +198,19 @@ class JpegStrileEncoder final : public StrileEncoder {
       state_.quant_tbl_ptrs[i]->sent_table =
           sameTable(table, shared_.state().quant_tbl_ptrs[i]) ? TRUE : FALSE;
     }
-    const bool shared = useSharedHuffmanTables(ownHuffmanTables);
-    state_.optimize_coding = shared ? FALSE : TRUE;
+    state_.optimize_coding = useSharedHuffmanTables() ? FALSE : TRUE;
     if (old.progressive_mode) jpeg_simple_progression(&state_);
   }
 
   // Whether the shared tables serve every component; if so, strips come without tables.
-  bool useSharedHuffmanTables(bool ownHuffmanTables) {
+  // Tables that were made for the old pixels may lack codes for the new ones.
+  bool useSharedHuffmanTables() {
     const jpeg_decompress_struct& shared = shared_.state();
-    if (ownHuffmanTables || old_.state().progressive_mode || state_.arith_code) return false;
+    if (old_.state().progressive_mode || state_.arith_code) return false;
     for (int i = 0; i < state_.num_components; ++i) {
       const jpeg_component_info& component = state_.comp_info[i];
-      if (shared.dc_huff_tbl_ptrs[component.dc_tbl_no] == nullptr ||
-          shared.ac_huff_tbl_ptrs[component.ac_tbl_no] == nullptr) {
+      if (!serves(shared.dc_huff_tbl_ptrs[component.dc_tbl_no], jpeg::HuffmanKind::dc) ||
+          !serves(shared.ac_huff_tbl_ptrs[component.ac_tbl_no], jpeg::HuffmanKind::ac)) {
         return false;
       }
     }

@@ -222,6 +222,73 @@ INSTANTIATE_TEST_SUITE_P(Files, JpegInTiff,
                                            "-l 64",
                                            "-c jpeg:r:90 -t -w 64 -l 64"));
 
+// The segments between two markers of a JPEG file that has each of them once.
+Bytes between(const Bytes& jpeg, std::uint8_t from, std::uint8_t to) {
+  const std::size_t begin = find(jpeg, byteList({0xFF, from}));
+  const std::size_t end = find(jpeg, byteList({0xFF, to}));
+  EXPECT_LT(begin, end);
+  return {jpeg.begin() + static_cast<std::ptrdiff_t>(begin),
+          jpeg.begin() + static_cast<std::ptrdiff_t>(end)};
+}
+
+Bytes joined(const std::vector<Bytes>& parts) {
+  Bytes all;
+  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+// One strip of a smooth picture; its tables are shared and say only what `options` made of it.
+Bytes smoothJpegStrip(const std::string& options) {
+  const Scratch scratch;
+  const std::string ppm = scratch.path("x.ppm");
+  const std::string path = scratch.path("x.jpg");
+  run("convert -size 32x32 gradient:gray20-gray40 -type TrueColor " + ppm);
+  run("cjpeg -quality 90 -sample 1x1 " + options + " -outfile " + path + " " + ppm);
+  const Bytes jpeg = readFile(path);
+  constexpr std::uint8_t kQuantisation = 0xDB;
+  constexpr std::uint8_t kFrame = 0xC0;
+  constexpr std::uint8_t kHuffman = 0xC4;
+  constexpr std::uint8_t kScan = 0xDA;
+  constexpr std::uint8_t kEnd = 0xD9;
+  const Bytes start = byteList({0xFF, 0xD8});
+  const Bytes end = byteList({0xFF, kEnd});
+  const Bytes tables =
+      joined({start, between(jpeg, kQuantisation, kFrame), between(jpeg, kHuffman, kScan), end});
+  const Bytes strip =
+      joined({start, between(jpeg, kFrame, kHuffman), between(jpeg, kScan, kEnd), end});
+  TiffBuilder builder;
+  const auto at = builder.append(strip);
+  auto fields = builder.rgbFields(32, 32, at);
+  fields[3] = builder.shorts(259, {7});
+  fields[4] = builder.shorts(262, {6});
+  fields.back() = builder.longs(279, {static_cast<std::uint32_t>(strip.size())});
+  fields.push_back(builder.bytes(347, 7, tables));
+  fields.push_back(builder.shorts(530, {1, 1}));
+  builder.setFirst(builder.directory(fields));
+  return builder.file();
+}
+
+// Huffman codes lose nothing, so which tables there are must not matter to the pixels.
+TEST(JpegInTiffTables, MadeForTheOldPixelsDoNotSpoilTheNewOnes) {
+  const Bytes smooth = smoothJpegStrip("-optimize");
+  const Bytes standard = smoothJpegStrip("");
+  ASSERT_LT(smooth.size() + 100, standard.size());
+  EXPECT_EQ(decoded(smooth).value(), decoded(standard).value());
+  const Bytes detail = noise(std::size_t{32} * 32 * 3);
+  const Adjustment adjustment{.rows =
+                                  [&, at = std::size_t{0}](std::span<std::byte> rows) mutable {
+                                    for (std::byte& sample : rows) sample = detail[at++];
+                                  },
+                              .paletteColor = nullptr,
+                              .eightBits = false};
+  const Scratch scratch;
+  const std::string own = scratch.path("own.tif");
+  const std::string all = scratch.path("all.tif");
+  writeFile(own, rewritten(smooth, adjustment));
+  writeFile(all, rewritten(standard, adjustment));
+  EXPECT_EQ(decodedElsewhere(own), decodedElsewhere(all));
+}
+
 TEST(JpegInTiffStrips, ThatReachBelowThePictureAreRead) {
   const Scratch scratch;
   const std::string jpeg = scratch.path("x.jpg");
