@@ -120,7 +120,7 @@ std::vector<HostileFile> hostileStreams() {
                             .left = 0x7FFFFFFEU,
                             .top = 0x7FFFFFFEU});
        },
-       tooMuchMemory()},
+       "the picture data are damaged: Integer overflow"},
       {"million_tiles_of_a_pixel",
        [] { return codestream({.width = 1000, .height = 1000, .tileWidth = 1, .tileHeight = 1}); },
        "it has 1000000 tiles, more than the 65535 there can be"},

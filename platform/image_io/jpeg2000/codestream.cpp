@@ -5,30 +5,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/image_io/jpeg2000/markers.h"
+
 namespace kelvo::jpeg2000 {
 namespace {
-
-enum Marker : unsigned {
-  kStart = 0xFF4F,
-  kCapabilities = 0xFF50,
-  kSize = 0xFF51,
-  kStyle = 0xFF52,
-  kComponentStyle = 0xFF53,
-  kTileLengths = 0xFF55,
-  kPacketLengthsInMain = 0xFF57,
-  kPacketLengths = 0xFF58,
-  kQuantization = 0xFF5C,
-  kComponentQuantization = 0xFF5D,
-  kRegion = 0xFF5E,
-  kProgressionChanges = 0xFF5F,
-  kPackedInMain = 0xFF60,
-  kPackedInTile = 0xFF61,
-  kRegistration = 0xFF63,
-  kComment = 0xFF64,
-  kTilePart = 0xFF90,
-  kTileData = 0xFF93,
-  kEnd = 0xFFD9,
-};
 
 constexpr unsigned kMostProfile = 2;
 constexpr unsigned kMostLayers = 100;  // of the library
@@ -68,6 +48,7 @@ class MarkerReader {
       if (!taken) return std::move(taken).error();
     }
     if (!sized || !styled) return Error{"its main header is damaged"};
+    stream_.headerBytes = position_;
     stream_.status = walkTileParts();
     return std::move(stream_);
   }
@@ -234,6 +215,7 @@ class MarkerReader {
     const std::size_t size = stream_.bytes.size();
     const std::uint64_t tiles = std::uint64_t{stream_.grid.columns()} * stream_.grid.rows();
     std::vector<std::uint8_t> parts(tiles);
+    stream_.tileBytes.resize(tiles);
     while (number(position_, 2) == kTilePart) {
       if (size - position_ < kTilePartHeader) return endsEarly();
       const std::size_t begin = position_;
@@ -256,8 +238,8 @@ class MarkerReader {
         takeOther(marker, *segment, false);
       }
       if (position_ + 2 > end) return damaged("a tile's header is damaged");
+      stream_.tileBytes[tile] += end - position_ - 2;
       position_ = end;
-      stream_.tileBytes += end - begin;
     }
     if (size - position_ < 2) return endsEarly();
     if (number(position_, 2) != kEnd) return damaged("its codestream is damaged between tiles");
@@ -283,45 +265,6 @@ bool sameForm(const Codestream& a, const Codestream& b) {
          std::equal(
              a.kept.begin(), a.kept.end(), b.kept.begin(), b.kept.end(),
              [](Bytes x, Bytes y) { return std::equal(x.begin(), x.end(), y.begin(), y.end()); });
-}
-
-Result<std::vector<std::byte>> withKeptSegments(Bytes fresh, const Codestream& old) {
-  const auto parsed = readCodestream(fresh);
-  if (!parsed || !parsed->status.cause.empty()) return Error{"the picture cannot be encoded"};
-  std::vector<std::byte> result;
-  result.reserve(fresh.size());
-  std::size_t position = 2;
-  const auto append = [&result](Bytes bytes) {
-    result.insert(result.end(), bytes.begin(), bytes.end());
-  };
-  append(fresh.first(2));
-  for (;;) {
-    heif::Reader reader(fresh.subspan(position));
-    const unsigned marker = reader.u16();
-    if (marker == kTilePart) break;
-    const std::size_t bytes = std::size_t{reader.u16()} + 2;
-    if (marker != kComment && marker != kRegistration) {
-      append(fresh.subspan(position, bytes));
-      if (marker == kSize) {
-        constexpr std::size_t kProfileOffset = 4;
-        constexpr std::size_t kTileOffset = 22;
-        const std::size_t segment = result.size() - bytes;
-        const auto put = [&](std::size_t offset, std::uint64_t value, std::size_t count) {
-          heif::Builder number;
-          number.number(value, count);
-          std::copy(number.bytes().begin(), number.bytes().end(),
-                    result.begin() + static_cast<std::ptrdiff_t>(segment + offset));
-        };
-        put(kProfileOffset, old.profile, 2);
-        put(kTileOffset, old.grid.tileWidth, 4);
-        put(kTileOffset + 4, old.grid.tileHeight, 4);
-      }
-    }
-    position += bytes;
-  }
-  for (const Bytes segment : old.kept) append(segment);
-  append(fresh.subspan(position));
-  return result;
 }
 
 }  // namespace kelvo::jpeg2000

@@ -79,7 +79,8 @@ struct Codestream {
   std::vector<Bytes> kept;      // segments of the main header that are about nothing coded, whole
   bool tileLengths = false;     // has TLM
   bool packetLengths = false;   // has PLT
-  std::uint64_t tileBytes = 0;  // all tile-parts, headers included
+  std::size_t headerBytes = 0;  // up to the first tile
+  std::vector<std::uint64_t> tileBytes;  // of each tile, headers left out
   SourceStatus status;
   // Why it cannot be written back whole: its first reason. Empty if it can.
   std::string obstacle;
@@ -91,7 +92,23 @@ Result<Codestream> readCodestream(Bytes bytes);
 // Two codestreams that are stored in the same way, depth and coded data aside.
 bool sameForm(const Codestream& a, const Codestream& b);
 
-// A new codestream with the old one's profile, size of tiles and kept segments in its main header.
-Result<std::vector<std::byte>> withKeptSegments(Bytes fresh, const Codestream& old);
+// Joins codestreams of single tiles, which come in their order, into one with the old one's size,
+// profile, tiles and kept segments in its main header.
+class TileJoiner {
+ public:
+  // `old` outlives it.
+  explicit TileJoiner(const Codestream& old) : old_(old) {}
+
+  Result<void> add(Bytes tile);
+  [[nodiscard]] std::vector<std::byte> finish() const;
+
+ private:
+  void takeHeader(Bytes header);
+
+  const Codestream& old_;
+  std::vector<std::byte> header_;
+  std::vector<std::byte> tiles_;
+  std::vector<std::uint32_t> lengths_;  // of each tile
+};
 
 }  // namespace kelvo::jpeg2000

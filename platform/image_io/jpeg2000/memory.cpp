@@ -83,12 +83,10 @@ Result<void> checkMemory(const Jpeg2000File& file, Use use) {
                         components * (structure + row * kRowBytesPerSample);
   double needed =
       always + components * (tile * kTileBytesPerSample + parts.blocks * kDecodedBlockBytes);
+  // Tiles are encoded one by one, and a lossy one is decoded again.
   if (use == Use::rewrite) {
-    // The encoder's tiles begin where the grid says, which may be far from the picture.
-    const double room =
-        std::max(tile, static_cast<double>(grid.usedTileWidth()) * grid.usedTileHeight());
-    needed +=
-        always + components * (room * kTileBytesPerSample + parts.blocks * kEncodedBlockBytes);
+    needed += components * (structure + row * kRowBytesPerSample + tile * kTileBytesPerSample +
+                            parts.blocks * kEncodedBlockBytes);
   }
   if (needed <= static_cast<double>(file.limits.maxMemoryBytes)) return {};
   constexpr double kMiB = 1 << 20;

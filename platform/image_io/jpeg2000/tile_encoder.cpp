@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 
 #include "platform/image_io/jpeg2000/tiles.h"
 
@@ -16,19 +18,45 @@ Error refused(const Complaint& complaint) {
 // than all.
 constexpr double kSmallestLayer = 64;
 
+// A tile that its old size would spoil, because the adjustment has made detail where there was
+// none, gets this quality instead: decibels below full scale, an error of 4 of 255 levels.
+constexpr float kLeastQuality = 36;
+constexpr float kQualityOfLayers = 6;  // from one to the next
+
+// Starting threads takes longer than encoding fewer pixels.
+constexpr std::uint64_t kPixelsForThreads = std::uint64_t{256} * 256;
+
+// The library makes room for whole tiles, however far they reach past the picture, but wants them
+// to be as large as its lowest resolution makes necessary.
+int tileSide(std::uint32_t used, std::uint32_t whole, unsigned levels) {
+  constexpr unsigned kMostLevels = 10;
+  const std::uint32_t wanted = levels <= kMostLevels ? 1U << levels : used;
+  return static_cast<int>(std::max(used, std::min(whole, wanted)));
+}
+
+// Of the main header that the library writes, which it takes off what there is for the pixels.
+double headerBytes(std::size_t components, const CodingStyle& style) {
+  constexpr std::size_t kComment = 43;
+  const std::size_t size = 40 + 3 * components;
+  const std::size_t coding = 14 + style.precincts.size();
+  const std::size_t quantization = 5 + (style.reversible ? 1 : 2) * (3 * style.levels + 1);
+  return static_cast<double>(2 + size + coding + quantization + kComment);
+}
+
 }  // namespace
 
-opj_cparameters_t TileEncoder::parameters() const {
+opj_cparameters_t TileEncoder::parameters(const Area& area, Aim aim) const {
   const Codestream& old = file_->codestream;
+  const Grid& grid = old.grid;
   const CodingStyle& style = old.style;
   opj_cparameters_t parameters;
   opj_set_default_encoder_parameters(&parameters);
+  // Places on the grid stay, which decide how pixels are grouped.
   parameters.tile_size_on = OPJ_TRUE;
-  parameters.cp_tx0 = static_cast<int>(old.grid.tileLeft);
-  parameters.cp_ty0 = static_cast<int>(old.grid.tileTop);
-  // The library makes room for whole tiles, however far they reach past the picture.
-  parameters.cp_tdx = static_cast<int>(old.grid.usedTileWidth());
-  parameters.cp_tdy = static_cast<int>(old.grid.usedTileHeight());
+  parameters.cp_tx0 = static_cast<int>(grid.left + area.left);
+  parameters.cp_ty0 = static_cast<int>(grid.top + area.top);
+  parameters.cp_tdx = tileSide(area.width, grid.tileWidth, style.levels);
+  parameters.cp_tdy = tileSide(area.height, grid.tileHeight, style.levels);
   parameters.csty = static_cast<int>(style.flags);
   parameters.prog_order = static_cast<OPJ_PROG_ORDER>(style.progression);
   parameters.numresolution = static_cast<int>(style.levels) + 1;
@@ -44,83 +72,138 @@ opj_cparameters_t TileEncoder::parameters() const {
     parameters.prcw_init[i] = 1 << (sizes & 0xFU);
     parameters.prch_init[i] = 1 << (sizes >> 4U);
   }
-  parameters.cp_disto_alloc = 1;
   parameters.tcp_numlayers = static_cast<int>(style.layers);
-  // Bytes of the samples for each byte of the old tiles.
-  const double samples = static_cast<double>(old.grid.width()) * old.grid.height() *
-                         static_cast<double>(old.components.size()) * bits_ / 8;
-  const double ratio = samples / static_cast<double>(std::max<std::uint64_t>(1, old.tileBytes));
-  for (unsigned layer = 0; layer < style.layers; ++layer) {
-    const double part = style.layers == 1 ? 0 : 1 - static_cast<double>(layer) / (style.layers - 1);
-    parameters.tcp_rates[layer] =
-        static_cast<float>(std::max(1.0, ratio) * std::pow(kSmallestLayer, part));
+  if (aim == Aim::size) {
+    setSize(parameters, area);
+  } else {
+    setQuality(parameters);
   }
-  // 0: all that there is.
-  if (style.reversible || ratio <= 1) parameters.tcp_rates[style.layers - 1] = 0;
   return parameters;
 }
 
-Result<void> TileEncoder::open() {
+void TileEncoder::setSize(opj_cparameters_t& parameters, const Area& area) const {
+  const Codestream& old = file_->codestream;
+  const CodingStyle& style = old.style;
+  const double samples = static_cast<double>(area.width) * area.height *
+                         static_cast<double>(old.components.size()) * bits_ / 8;
+  const auto bytes = static_cast<double>(old.tileBytes[next_]);
+  const double header = headerBytes(old.components.size(), style);
+  parameters.cp_disto_alloc = 1;
+  for (unsigned layer = 0; layer < style.layers; ++layer) {
+    const double part = style.layers == 1 ? 0 : 1 - static_cast<double>(layer) / (style.layers - 1);
+    const double there = std::min(bytes, samples) / std::pow(kSmallestLayer, part);
+    parameters.tcp_rates[layer] = static_cast<float>(samples / (there + header));
+  }
+  // 0: all that there is.
+  if (style.reversible || bytes >= samples) parameters.tcp_rates[style.layers - 1] = 0;
+}
+
+void TileEncoder::setQuality(opj_cparameters_t& parameters) const {
+  const unsigned layers = file_->codestream.style.layers;
+  parameters.cp_fixed_quality = 1;
+  for (unsigned layer = 0; layer < layers; ++layer) {
+    parameters.tcp_distoratio[layer] =
+        kLeastQuality - kQualityOfLayers * static_cast<float>(layers - 1 - layer);
+  }
+}
+
+unsigned TileEncoder::threadsFor(const Area& area) const {
+  return std::uint64_t{area.width} * area.height < kPixelsForThreads ? 1 : threads_;
+}
+
+Result<void> TileEncoder::add(std::vector<std::byte> samples) {
+  const Grid& grid = file_->codestream.grid;
+  const Area area = tileArea(grid, next_ % grid.columns(), next_ / grid.columns());
+  auto encoded = encode(samples, area, Aim::size);
+  if (!encoded) return std::move(encoded).error();
+  if (!file_->codestream.style.reversible) {
+    const auto close = isClose(*encoded, samples, area);
+    if (!close) return close.error();
+    if (!*close) encoded = encode(samples, area, Aim::quality);
+    if (!encoded) return std::move(encoded).error();
+  }
+  ++next_;
+  return joiner_.add(*encoded);
+}
+
+Result<std::vector<std::byte>> TileEncoder::encode(std::vector<std::byte>& samples,
+                                                   const Area& area, Aim aim) const {
   const Codestream& old = file_->codestream;
   const Grid& grid = old.grid;
   std::vector<opj_image_cmptparm_t> components(old.components.size());
   for (opj_image_cmptparm_t& component : components) {
     component.dx = 1;
     component.dy = 1;
-    component.w = grid.width();
-    component.h = grid.height();
-    component.x0 = grid.left;
-    component.y0 = grid.top;
+    component.w = area.width;
+    component.h = area.height;
+    component.x0 = grid.left + area.left;
+    component.y0 = grid.top + area.top;
     component.prec = bits_;
   }
-  image_.reset(opj_image_tile_create(static_cast<OPJ_UINT32>(components.size()), components.data(),
-                                     OPJ_CLRSPC_UNSPECIFIED));
-  stream_ = openStream(writing_);
-  codec_.reset(opj_create_compress(OPJ_CODEC_J2K));
-  if (image_ == nullptr || stream_ == nullptr || codec_ == nullptr) {
+  Writing writing;
+  Complaint complaint;
+  const Image image(opj_image_tile_create(static_cast<OPJ_UINT32>(components.size()),
+                                          components.data(), OPJ_CLRSPC_UNSPECIFIED));
+  Stream stream = openStream(writing);
+  const Codec codec(opj_create_compress(OPJ_CODEC_J2K));
+  if (image == nullptr || stream == nullptr || codec == nullptr) {
     return Error{"there is not enough memory to encode the picture"};
   }
-  image_->x0 = grid.left;
-  image_->y0 = grid.top;
-  image_->x1 = grid.right;
-  image_->y1 = grid.bottom;
-  listen(codec_.get(), complaint_);
-  opj_cparameters_t chosen = parameters();
-  if (opj_setup_encoder(codec_.get(), &chosen, image_.get()) == OPJ_FALSE) {
-    return refused(complaint_);
+  image->x0 = grid.left + area.left;
+  image->y0 = grid.top + area.top;
+  image->x1 = image->x0 + area.width;
+  image->y1 = image->y0 + area.height;
+  listen(codec.get(), complaint);
+  opj_cparameters_t chosen = parameters(area, aim);
+  if (opj_setup_encoder(codec.get(), &chosen, image.get()) == OPJ_FALSE) return refused(complaint);
+  // Without help it is slower; no reason to fail.
+  const unsigned threads = threadsFor(area);
+  if (threads > 1) opj_codec_set_threads(codec.get(), static_cast<int>(threads));
+  const std::array<const char*, 2> options = {old.packetLengths ? "PLT=YES" : nullptr, nullptr};
+  if (opj_encoder_set_extra_options(codec.get(), options.data()) == OPJ_FALSE ||
+      opj_start_compress(codec.get(), image.get(), stream.get()) == OPJ_FALSE ||
+      opj_write_tile(codec.get(), 0, reinterpret_cast<OPJ_BYTE*>(samples.data()),
+                     static_cast<OPJ_UINT32>(samples.size()), stream.get()) == OPJ_FALSE ||
+      opj_end_compress(codec.get(), stream.get()) == OPJ_FALSE) {
+    return refused(complaint);
   }
-  if (threads_ > 1) opj_codec_set_threads(codec_.get(), static_cast<int>(threads_));
-  std::vector<const char*> options;
-  if (old.packetLengths) options.push_back("PLT=YES");
-  if (old.tileLengths) options.push_back("TLM=YES");
-  options.push_back(nullptr);
-  if (opj_encoder_set_extra_options(codec_.get(), options.data()) == OPJ_FALSE ||
-      opj_start_compress(codec_.get(), image_.get(), stream_.get()) == OPJ_FALSE) {
-    return refused(complaint_);
-  }
-  return {};
+  stream.reset();
+  return std::move(writing.bytes);
 }
 
-Result<void> TileEncoder::add(std::vector<std::byte> samples) {
-  if (codec_ == nullptr) {
-    if (auto opened = open(); !opened) return opened;
+// Whether a tile decodes to what it was made from but for the error that is allowed.
+Result<bool> TileEncoder::isClose(const std::vector<std::byte>& encoded,
+                                  const std::vector<std::byte>& samples, const Area& area) const {
+  auto codestream = readCodestream(encoded);
+  if (!codestream) return std::move(codestream).error();
+  auto alone = std::make_shared<Jpeg2000File>();
+  alone->codestream = *std::move(codestream);
+  alone->limits.threads = threadsFor(area);
+  TileDecoder decoder(alone);
+  const auto decoded = decoder.decode(0, 0);
+  if (!decoded) return decoded.error();
+  const std::size_t sampleBytes = bits_ > 8 ? 2 : 1;
+  const std::byte* from = samples.data();
+  double sum = 0;
+  for (std::size_t k = 0; k < alone->codestream.components.size(); ++k) {
+    const opj_image_comp_t& component = (*decoded)->comps[k];
+    const std::size_t count = std::size_t{component.w} * component.h;
+    for (std::size_t i = 0; i < count; ++i, from += sampleBytes) {
+      std::uint16_t sample = 0;
+      std::memcpy(&sample, from, sampleBytes);
+      const double error = component.data[i] - static_cast<double>(sample);
+      sum += error * error;
+    }
   }
-  if (opj_write_tile(codec_.get(), next_++, reinterpret_cast<OPJ_BYTE*>(samples.data()),
-                     static_cast<OPJ_UINT32>(samples.size()), stream_.get()) == OPJ_FALSE) {
-    return refused(complaint_);
-  }
-  return {};
+  const double full = (1U << bits_) - 1;
+  const double most = full * full / std::pow(10.0, kLeastQuality / 10);
+  return sum * static_cast<double>(sampleBytes) <= most * static_cast<double>(samples.size());
 }
 
 Result<std::vector<std::byte>> TileEncoder::finish() {
-  if (codec_ == nullptr || opj_end_compress(codec_.get(), stream_.get()) == OPJ_FALSE) {
-    return refused(complaint_);
-  }
-  stream_.reset();
-  auto made = withKeptSegments(writing_.bytes, file_->codestream);
-  if (!made) return made;
-  const auto parsed = readCodestream(*made);
-  if (!parsed || !sameForm(*parsed, file_->codestream)) {
+  std::vector<std::byte> made = joiner_.finish();
+  const auto parsed = readCodestream(made);
+  if (!parsed || !parsed->status.cause.empty() || !sameForm(*parsed, file_->codestream)) {
     return Error{"its codestream cannot be written in the form that it has"};
   }
   return made;

@@ -37,12 +37,13 @@ class TileDecoder {
   Image image_;
 };
 
-// Makes a codestream like that of a file, tile by tile in their order.
+// Makes a codestream like that of a file, tile by tile in their order. Each is encoded by itself,
+// because the library has the same number of bytes for every tile.
 class TileEncoder {
  public:
   // `bits`: of a sample.
   TileEncoder(Jpeg2000FileRef file, unsigned bits, unsigned threads)
-      : file_(std::move(file)), bits_(bits), threads_(threads) {}
+      : file_(std::move(file)), bits_(bits), threads_(threads), joiner_(file_->codestream) {}
 
   // The samples of the next tile, one component after the other, of one or two bytes each.
   Result<void> add(std::vector<std::byte> samples);
@@ -51,17 +52,21 @@ class TileEncoder {
   Result<std::vector<std::byte>> finish();
 
  private:
-  Result<void> open();
-  [[nodiscard]] opj_cparameters_t parameters() const;
+  enum class Aim : std::uint8_t { size, quality };
+
+  Result<std::vector<std::byte>> encode(std::vector<std::byte>& samples, const Area& area,
+                                        Aim aim) const;
+  [[nodiscard]] opj_cparameters_t parameters(const Area& area, Aim aim) const;
+  void setSize(opj_cparameters_t& parameters, const Area& area) const;
+  void setQuality(opj_cparameters_t& parameters) const;
+  [[nodiscard]] Result<bool> isClose(const std::vector<std::byte>& encoded,
+                                     const std::vector<std::byte>& samples, const Area& area) const;
+  [[nodiscard]] unsigned threadsFor(const Area& area) const;
 
   Jpeg2000FileRef file_;
   unsigned bits_;
   unsigned threads_;
-  Writing writing_;
-  Complaint complaint_;
-  Stream stream_;
-  Codec codec_;
-  Image image_;
+  TileJoiner joiner_;
   std::uint32_t next_ = 0;
 };
 
