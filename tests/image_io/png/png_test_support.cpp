@@ -6,12 +6,7 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
-#include <cctype>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
 
 #include "platform/image_io/mapped_file.h"
 #include "platform/image_io/output_file.h"
@@ -44,35 +39,10 @@ uLong checksum(const Bytes& bytes) {
 
 }  // namespace
 
-Bytes fromHex(std::string_view hex) {
-  Bytes bytes;
-  std::string digits;
-  for (const char c : hex) {
-    if (std::isxdigit(static_cast<unsigned char>(c)) == 0) continue;
-    digits += c;
-    if (digits.size() < 2) continue;
-    bytes.push_back(static_cast<std::byte>(std::strtoul(digits.c_str(), nullptr, 16)));
-    digits.clear();
-  }
-  return bytes;
-}
-
-Bytes fromText(std::string_view text) {
-  Bytes bytes;
-  for (const char c : text) bytes.push_back(static_cast<std::byte>(c));
-  return bytes;
-}
-
 Bytes fromNumbers(const std::vector<unsigned>& numbers) {
   Bytes bytes;
   for (const unsigned n : numbers) bytes.push_back(static_cast<std::byte>(n));
   return bytes;
-}
-
-Bytes concat(const std::vector<Bytes>& parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
 }
 
 Bytes chunkBytes(const Chunk& chunk) {
@@ -277,49 +247,6 @@ Bytes rewrite(const Bytes& file, Adjust adjust, const EncodeOptions& options) {
   }
   return *written;
 }
-
-TemporaryFolder::TemporaryFolder() {
-  std::string name = std::filesystem::temp_directory_path() / "png_test_XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-  folder_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
-}
-
-Bytes readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  EXPECT_TRUE(in.is_open()) << path;
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return fromText(text);
-}
-
-void writeFile(const std::string& path, const Bytes& bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()),
-            static_cast<std::streamsize>(bytes.size()));
-  EXPECT_TRUE(out.good()) << path;
-}
-
-std::string outputOf(const std::string& command) {
-  // Pictures of a few pixels are not worth the tools' threads.
-  FILE* const pipe = popen(("export OMP_NUM_THREADS=1; " + command + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) {
-    ADD_FAILURE() << command;
-    return "";
-  }
-  std::string output;
-  std::array<char, 4096> buffer{};
-  for (std::size_t n = 0; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;) {
-    output.append(buffer.data(), n);
-  }
-  EXPECT_EQ(pclose(pipe), 0) << command << "\n" << output;
-  return output;
-}
-
-void run(const std::string& command) { outputOf(command); }
 
 Bytes pixelsByOtherTool(const Bytes& file, std::string_view layout, unsigned depth) {
   const TemporaryFolder folder;

@@ -2,24 +2,27 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/image_io/codec.h"
+#include "tests/image_io/tools/other_tools.h"
 
 // PNG files made and taken apart without the codec, and short ways through the codec.
 namespace kelvo::png_test {
 
-using Bytes = std::vector<std::byte>;
+using image_io_test::Bytes;
+using image_io_test::concat;
+using image_io_test::fromHex;
+using image_io_test::fromText;
+using image_io_test::readFile;
+using image_io_test::run;
+using image_io_test::TemporaryFolder;
+using image_io_test::writeFile;
 
-// "89 50 4e" with or without spaces.
-Bytes fromHex(std::string_view hex);
-Bytes fromText(std::string_view text);
 Bytes fromNumbers(const std::vector<unsigned>& numbers);  // each a byte
-Bytes concat(const std::vector<Bytes>& parts);
 
 struct Chunk {
   std::string type;
@@ -61,25 +64,6 @@ Result<Bytes> tryRewrite(const Bytes& file, const CGImage& image, const EncodeOp
                          const Limits& limits = {});
 Bytes rewrite(const Bytes& file, Adjust adjust = rendered, const EncodeOptions& options = {});
 
-// Files on disk and other tools.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  [[nodiscard]] std::string path(std::string_view name) const { return folder_ / name; }
-
- private:
-  std::filesystem::path folder_;
-};
-
-Bytes readFile(const std::string& path);
-void writeFile(const std::string& path, const Bytes& bytes);
-// Runs a shell command; fails the test if it fails.
-void run(const std::string& command);
-std::string outputOf(const std::string& command);
 // The file's samples as ImageMagick reads them, "RGB" or "RGBA", of 8 or 16 bits.
 Bytes pixelsByOtherTool(const Bytes& file, std::string_view layout, unsigned depth);
 // True if pngcheck finds no fault.
