@@ -185,6 +185,8 @@ refused(J, "channels", "a fourth without a meaning", jp2(picture=pam(), name="ph
         made="opj_compress")
 refused(J, "index of places in the file", "", rebuilt(with_index), made=HAND)
 refused(J, "region of interest", "", jp2("-ROI", "c=0,U=5"), made="opj_compress")
+refused(J, "tiles", "too narrow for their resolutions", jp2("-t", "70,64", "-n", "7"),
+        made="opj_compress")
 refused(J, "damage", "cut short", lambda work: (
     lambda path: work.put(path.name, path.read_bytes()[:-100]))(jp2(name="photo.j2k")(work)),
         made="opj_compress, cut")

@@ -19,9 +19,10 @@ Error refused(const Complaint& complaint) {
 constexpr double kSmallestLayer = 64;
 
 // A tile that its old size would spoil, because the adjustment has made detail where there was
-// none, gets this quality instead: decibels below full scale, an error of 4 of 255 levels.
-constexpr float kLeastQuality = 36;
-constexpr float kQualityOfLayers = 6;  // from one to the next
+// none, gets twice as many bytes until it is as good as this: decibels below full scale, an error
+// of 4 of 255 levels.
+constexpr double kLeastQuality = 36;
+constexpr double kFewestBytes = 64;  // to be doubled
 
 // Starting threads takes longer than encoding fewer pixels.
 constexpr std::uint64_t kPixelsForThreads = std::uint64_t{256} * 256;
@@ -45,7 +46,7 @@ double headerBytes(std::size_t components, const CodingStyle& style) {
 
 }  // namespace
 
-opj_cparameters_t TileEncoder::parameters(const Area& area, Aim aim) const {
+opj_cparameters_t TileEncoder::parameters(const Area& area, double bytes) const {
   const Codestream& old = file_->codestream;
   const Grid& grid = old.grid;
   const CodingStyle& style = old.style;
@@ -73,20 +74,8 @@ opj_cparameters_t TileEncoder::parameters(const Area& area, Aim aim) const {
     parameters.prch_init[i] = 1 << (sizes >> 4U);
   }
   parameters.tcp_numlayers = static_cast<int>(style.layers);
-  if (aim == Aim::size) {
-    setSize(parameters, area);
-  } else {
-    setQuality(parameters);
-  }
-  return parameters;
-}
-
-void TileEncoder::setSize(opj_cparameters_t& parameters, const Area& area) const {
-  const Codestream& old = file_->codestream;
-  const CodingStyle& style = old.style;
   const double samples = static_cast<double>(area.width) * area.height *
                          static_cast<double>(old.components.size()) * bits_ / 8;
-  const auto bytes = static_cast<double>(old.tileBytes[next_]);
   const double header = headerBytes(old.components.size(), style);
   parameters.cp_disto_alloc = 1;
   for (unsigned layer = 0; layer < style.layers; ++layer) {
@@ -96,15 +85,7 @@ void TileEncoder::setSize(opj_cparameters_t& parameters, const Area& area) const
   }
   // 0: all that there is.
   if (style.reversible || bytes >= samples) parameters.tcp_rates[style.layers - 1] = 0;
-}
-
-void TileEncoder::setQuality(opj_cparameters_t& parameters) const {
-  const unsigned layers = file_->codestream.style.layers;
-  parameters.cp_fixed_quality = 1;
-  for (unsigned layer = 0; layer < layers; ++layer) {
-    parameters.tcp_distoratio[layer] =
-        kLeastQuality - kQualityOfLayers * static_cast<float>(layers - 1 - layer);
-  }
+  return parameters;
 }
 
 unsigned TileEncoder::threadsFor(const Area& area) const {
@@ -114,20 +95,25 @@ unsigned TileEncoder::threadsFor(const Area& area) const {
 Result<void> TileEncoder::add(std::vector<std::byte> samples) {
   const Grid& grid = file_->codestream.grid;
   const Area area = tileArea(grid, next_ % grid.columns(), next_ / grid.columns());
-  auto encoded = encode(samples, area, Aim::size);
-  if (!encoded) return std::move(encoded).error();
-  if (!file_->codestream.style.reversible) {
-    const auto close = isClose(*encoded, samples, area);
-    if (!close) return close.error();
-    if (!*close) encoded = encode(samples, area, Aim::quality);
-    if (!encoded) return std::move(encoded).error();
+  auto bytes = static_cast<double>(file_->codestream.tileBytes[next_]);
+  auto encoded = encode(samples, area, bytes);
+  while (encoded && !file_->codestream.style.reversible) {
+    const auto quality = qualityOf(*encoded, samples, area);
+    if (!quality) return quality.error();
+    if (*quality >= kLeastQuality) break;
+    if (bytes >= static_cast<double>(samples.size())) {
+      return Error{"a tile cannot be encoded without being spoilt"};
+    }
+    bytes = std::max(kFewestBytes, 2 * bytes);
+    encoded = encode(samples, area, bytes);
   }
+  if (!encoded) return std::move(encoded).error();
   ++next_;
   return joiner_.add(*encoded);
 }
 
 Result<std::vector<std::byte>> TileEncoder::encode(std::vector<std::byte>& samples,
-                                                   const Area& area, Aim aim) const {
+                                                   const Area& area, double bytes) const {
   const Codestream& old = file_->codestream;
   const Grid& grid = old.grid;
   std::vector<opj_image_cmptparm_t> components(old.components.size());
@@ -154,7 +140,7 @@ Result<std::vector<std::byte>> TileEncoder::encode(std::vector<std::byte>& sampl
   image->x1 = image->x0 + area.width;
   image->y1 = image->y0 + area.height;
   listen(codec.get(), complaint);
-  opj_cparameters_t chosen = parameters(area, aim);
+  opj_cparameters_t chosen = parameters(area, bytes);
   if (opj_setup_encoder(codec.get(), &chosen, image.get()) == OPJ_FALSE) return refused(complaint);
   // Without help it is slower; no reason to fail.
   const unsigned threads = threadsFor(area);
@@ -171,9 +157,10 @@ Result<std::vector<std::byte>> TileEncoder::encode(std::vector<std::byte>& sampl
   return std::move(writing.bytes);
 }
 
-// Whether a tile decodes to what it was made from but for the error that is allowed.
-Result<bool> TileEncoder::isClose(const std::vector<std::byte>& encoded,
-                                  const std::vector<std::byte>& samples, const Area& area) const {
+// How well a tile decodes to what it was made from, in decibels below full scale.
+Result<double> TileEncoder::qualityOf(const std::vector<std::byte>& encoded,
+                                      const std::vector<std::byte>& samples,
+                                      const Area& area) const {
   auto codestream = readCodestream(encoded);
   if (!codestream) return std::move(codestream).error();
   auto alone = std::make_shared<Jpeg2000File>();
@@ -196,8 +183,8 @@ Result<bool> TileEncoder::isClose(const std::vector<std::byte>& encoded,
     }
   }
   const double full = (1U << bits_) - 1;
-  const double most = full * full / std::pow(10.0, kLeastQuality / 10);
-  return sum * static_cast<double>(sampleBytes) <= most * static_cast<double>(samples.size());
+  const auto count = static_cast<double>(samples.size()) / static_cast<double>(sampleBytes);
+  return 10 * std::log10(full * full * count / std::max(sum, 1e-9));
 }
 
 Result<std::vector<std::byte>> TileEncoder::finish() {

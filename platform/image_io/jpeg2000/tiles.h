@@ -52,15 +52,12 @@ class TileEncoder {
   Result<std::vector<std::byte>> finish();
 
  private:
-  enum class Aim : std::uint8_t { size, quality };
-
   Result<std::vector<std::byte>> encode(std::vector<std::byte>& samples, const Area& area,
-                                        Aim aim) const;
-  [[nodiscard]] opj_cparameters_t parameters(const Area& area, Aim aim) const;
-  void setSize(opj_cparameters_t& parameters, const Area& area) const;
-  void setQuality(opj_cparameters_t& parameters) const;
-  [[nodiscard]] Result<bool> isClose(const std::vector<std::byte>& encoded,
-                                     const std::vector<std::byte>& samples, const Area& area) const;
+                                        double bytes) const;
+  [[nodiscard]] opj_cparameters_t parameters(const Area& area, double bytes) const;
+  [[nodiscard]] Result<double> qualityOf(const std::vector<std::byte>& encoded,
+                                         const std::vector<std::byte>& samples,
+                                         const Area& area) const;
   [[nodiscard]] unsigned threadsFor(const Area& area) const;
 
   Jpeg2000FileRef file_;

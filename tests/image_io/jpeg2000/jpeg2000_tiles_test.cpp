@@ -91,6 +91,35 @@ TEST(Jpeg2000Tiles, LargerThanThePictureGiveRoomForItsResolutions) {
   EXPECT_EQ(seenPixels(written, "RGB", 8, "j2k"), complement(smoothSamples(90, 20)));
 }
 
+// Of the last tile, 100 to 104, at place 13 of a resolution of 1/8 there is nothing left; with 9-7
+// one sample at 25 of 1/4 is too little. One resolution fewer does not come to that.
+TEST(Jpeg2000Tiles, TooNarrowForTheEncoderAreRefused) {
+  struct Case {
+    const char* options;
+    unsigned width;
+    unsigned height;
+    bool refused;
+  };
+  for (const Case& made : std::vector<Case>{{"-t 100,100 -n 5", 104, 64, true},
+                                            {"-t 100,100 -n 4", 104, 64, false},
+                                            {"-t 100,100 -n 5", 64, 104, false},
+                                            {"-t 100,100 -n 4 -I -r 8", 104, 64, true},
+                                            {"-t 100,100 -n 3 -I -r 8", 104, 64, false},
+                                            {"-t 100,100 -n 4 -I -r 8", 64, 104, true},
+                                            {"-t 96,96 -n 6", 97, 97, false}}) {
+    SCOPED_TRACE(made.options);
+    const Bytes file = makeJpeg2000(made.options, "j2k", made.width, made.height);
+    EXPECT_EQ(refusal(kJpeg2000Codec, file),
+              made.refused ? "a tile is too narrow for its resolutions to be written back" : "");
+    if (made.refused) continue;
+    const Bytes written = rewrite(kJpeg2000Codec, file, inverted);
+    const bool lossless = std::string(made.options).find("-I") == std::string::npos;
+    EXPECT_LE(difference(seenPixels(written, "RGB", 8, "j2k"),
+                         complement(seenPixels(file, "RGB", 8, "j2k"))),
+              lossless ? 0 : 2);
+  }
+}
+
 TEST(Jpeg2000Tiles, AreAsLongAsTheTableOfTheirLengthsSays) {
   const Bytes written =
       rewrite(kJpeg2000Codec, makeJpeg2000("-n 3 -TLM -t 30,30", "j2k"), inverted);
