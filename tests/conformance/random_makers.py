@@ -24,8 +24,8 @@ def some(dice, chance, *choices):
     return dice.choice(choices).split() if dice.random() < chance else []
 
 
-def _kind(alpha, depth):
-    return "PNG" + {(False, 8): "24", (True, 8): "32", (False, 16): "48", (True, 16): "64"}[alpha, depth]
+def png_kind(alpha, depth):
+    return f"PNG{(4 if alpha else 3) * depth}"
 
 
 def _truecolor(alpha):
@@ -84,7 +84,7 @@ def png(dice):
     options = ["-define", f"png:compression-level={dice.choice([0, 1, 6, 9])}",
                "-define", f"png:compression-filter={dice.randrange(6)}",
                *some(dice, 0.3, "-interlace PNG"), *colors]
-    kind = "PNG8" if colors else _kind(alpha, depth)
+    kind = "PNG8" if colors else png_kind(alpha, depth)
     return Maker("png", " ".join(["convert", *options, kind]), alpha=alpha, depth=depth,
                  make=lambda picture, path: convert(picture, "-depth", depth, *options,
                                                     f"{kind}:{path}"))
