@@ -37,7 +37,7 @@ int tileSide(std::uint32_t used, std::uint32_t whole, unsigned levels) {
 
 // Of the main header that the library writes, which it takes off what there is for the pixels.
 double headerBytes(std::size_t components, const CodingStyle& style) {
-  constexpr std::size_t kComment = 43;
+  constexpr std::size_t kComment = 39;
   const std::size_t size = 40 + 3 * components;
   const std::size_t coding = 14 + style.precincts.size();
   const std::size_t quantization = 5 + (style.reversible ? 1 : 2) * (3 * style.levels + 1);
