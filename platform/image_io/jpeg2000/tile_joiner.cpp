@@ -72,17 +72,17 @@ Result<void> TileJoiner::add(Bytes tile) {
   if (!parsed || !parsed->status.cause.empty() || parsed->tileBytes.size() != 1) {
     return Error{"the picture cannot be encoded"};
   }
-  std::size_t position = parsed->headerBytes;
-  if (header_.empty()) takeHeader(tile.first(position));
+  const std::size_t header = parsed->headerBytes;
+  if (header_.empty()) takeHeader(tile.first(header));
   const std::size_t begin = tiles_.size();
-  append(tiles_, tile.subspan(position, tile.size() - position - 2));
+  append(tiles_, tile.subspan(header, tile.size() - header - 2));
   // Its parts tell which tile they belong to.
   constexpr std::size_t kNumberOffset = 4;
   constexpr std::size_t kLengthOffset = 6;
   for (std::size_t at = begin; at < tiles_.size();) {
     put(tiles_, at + kNumberOffset, lengths_.size(), 2);
     const std::uint64_t length = heif::Reader(Bytes(tiles_).subspan(at + kLengthOffset)).u32();
-    if (length == 0) break;
+    if (length == 0) return Error{"the picture cannot be encoded"};
     at += length;
   }
   lengths_.push_back(static_cast<std::uint32_t>(tiles_.size() - begin));
