@@ -124,7 +124,7 @@ def same_size(work):
     own = work.adjusted("invert", original).stat().st_size
     require(0.85 * original.stat().st_size < own < 1.15 * original.stat().st_size,
             f"{own} bytes of {original.stat().st_size}")
-    return "kept; as large as before, within 15 percent"
+    return "kept; inverted, as large as before within 15 percent"
 
 
 kept(J, "lossy or lossless", "lossless", jp2(), form("qmfbid=1"), tolerance=0,

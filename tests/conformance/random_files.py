@@ -18,7 +18,7 @@ from pathlib import Path
 import numpy
 
 from harness import Failure, Work, convert, require, run
-from random_makers import MAKERS, by_other_program, png_kind
+from random_makers import MAKERS, png_kind
 
 # With several threads, ImageMagick's noise is not that of its seed alone.
 os.environ["MAGICK_THREAD_LIMIT"] = "1"
@@ -71,9 +71,15 @@ def draw_picture(dice, path, maker):
     return f"{width} x {height} {kind} (seed {seed})"
 
 
+# Programs that make a PNG of what ImageMagick does not read: of TIFF, it takes some that are packed
+# very small for damaged.
+DECODERS = {".tif": ["vips", "copy"], ".jxl": ["djxl", "--quiet"], ".avif": ["avifdec"],
+            ".heic": ["heif-convert"]}
+
+
 def decoded(path):
     """RGBA in levels of 255, as other programs decode it; frames one below the other."""
-    if command := by_other_program(path):
+    if command := DECODERS.get(path.suffix):
         picture = path.with_suffix(path.suffix + ".png")
         run(*command, path, picture)
         levels = decoded(picture)

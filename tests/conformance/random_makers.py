@@ -2,7 +2,6 @@
 that takes the dice and gives how such files are made."""
 
 from dataclasses import dataclass
-from pathlib import Path
 from typing import Callable
 
 from harness import convert, run
@@ -196,10 +195,3 @@ def gif(dice):
 
 MAKERS = {"jpeg": jpeg, "tiff": tiff, "png": png, "gif": gif, "bmp": bmp, "webp": webp,
           "avif": avif, "heic": heic, "jpeg-xl": jpeg_xl, "jpeg-2000": jpeg2000}
-
-
-def by_other_program(path: Path):
-    """The command that decodes a file into a PNG; none if ImageMagick can read it."""
-    # Of TIFF, ImageMagick takes some that are packed very small for damaged.
-    return {"tif": ["vips", "copy"], "jxl": ["djxl", "--quiet"], "avif": ["avifdec"], "heic": ["heif-convert"]
-            }.get(path.suffix[1:])

@@ -49,13 +49,6 @@ struct Grid {
 
   [[nodiscard]] std::uint32_t width() const { return right - left; }
   [[nodiscard]] std::uint32_t height() const { return bottom - top; }
-  // Of a tile that reaches past the picture, what does not.
-  [[nodiscard]] std::uint32_t usedTileWidth() const {
-    return tileWidth < right - tileLeft ? tileWidth : right - tileLeft;
-  }
-  [[nodiscard]] std::uint32_t usedTileHeight() const {
-    return tileHeight < bottom - tileTop ? tileHeight : bottom - tileTop;
-  }
   [[nodiscard]] std::uint32_t columns() const {
     return static_cast<std::uint32_t>((std::uint64_t{right} - tileLeft + tileWidth - 1) /
                                       tileWidth);
@@ -91,24 +84,5 @@ Result<Codestream> readCodestream(Bytes bytes);
 
 // Two codestreams that are stored in the same way, depth and coded data aside.
 bool sameForm(const Codestream& a, const Codestream& b);
-
-// Joins codestreams of single tiles, which come in their order, into one with the old one's size,
-// profile, tiles and kept segments in its main header.
-class TileJoiner {
- public:
-  // `old` outlives it.
-  explicit TileJoiner(const Codestream& old) : old_(old) {}
-
-  Result<void> add(Bytes tile);
-  [[nodiscard]] std::vector<std::byte> finish() const;
-
- private:
-  void takeHeader(Bytes header);
-
-  const Codestream& old_;
-  std::vector<std::byte> header_;
-  std::vector<std::byte> tiles_;
-  std::vector<std::uint32_t> lengths_;  // of each tile
-};
 
 }  // namespace kelvo::jpeg2000

@@ -1,6 +1,7 @@
+#include "platform/image_io/jpeg2000/tile_joiner.h"
+
 #include <algorithm>
 
-#include "platform/image_io/jpeg2000/codestream.h"
 #include "platform/image_io/jpeg2000/markers.h"
 
 namespace kelvo::jpeg2000 {

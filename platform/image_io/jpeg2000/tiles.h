@@ -5,6 +5,7 @@
 
 #include "platform/image_io/jpeg2000/jpeg2000_file.h"
 #include "platform/image_io/jpeg2000/library.h"
+#include "platform/image_io/jpeg2000/tile_joiner.h"
 
 namespace kelvo::jpeg2000 {
 
